@@ -1,0 +1,33 @@
+#pragma once
+
+#include <gtest/gtest.h>
+#include <string>
+
+#include "foundation/vector/VectorDispatch.h"
+
+namespace vorun {
+
+/// Runs each test once for every dispatch index; what this processor lacks is reported as skipped.
+class VectorVariant : public testing::TestWithParam<int> {
+  protected:
+    void SetUp() override {
+        if (!dispatch::forceIndex(GetParam())) {
+            GTEST_SKIP() << "This processor cannot run dispatch index " << GetParam();
+        }
+    }
+    void TearDown() override { dispatch::forceIndex(dispatch::undetectedIndex); }
+};
+
+inline std::string nameOfIndex(const testing::TestParamInfo<int>& info) {
+    return "Index" + std::to_string(info.param);
+}
+
+}  // namespace vorun
+
+/// Declares the suite of a test file.
+// NOLINTBEGIN(bugprone-macro-parentheses): the argument is the name of a class.
+#define VORUN_VECTOR_SUITE(Suite)                                                               \
+    class Suite : public vorun::VectorVariant {};                                               \
+    INSTANTIATE_TEST_SUITE_P(AllIndices, Suite, testing::Range(0, vorun::dispatch::indexCount), \
+                             vorun::nameOfIndex)
+// NOLINTEND(bugprone-macro-parentheses)
