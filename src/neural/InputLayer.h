@@ -1,0 +1,16 @@
+#pragma once
+
+#include "neural/BaseLayer.h"
+
+namespace vorun {
+
+/** The one entrance of a model: hands the very tensor that it is given to its consumers. */
+template <class T>
+class InputLayer : public BaseLayer<T> {
+  public:
+    bool AddTensor(const Tensor<T>& input, const BaseLayer<T>* source) override;
+};
+
+extern template class InputLayer<float>;
+
+}  // namespace vorun

@@ -1,0 +1,251 @@
+#include "neural/layers/ConvLayer.h"
+
+#include <algorithm>
+#include <limits>
+#include <span>
+#include <stdexcept>
+
+#include "foundation/vector/CheckedCall.h"
+#include "neural/ModelReader.h"
+#include "neural/TensorReader.h"
+
+namespace vorun {
+namespace {
+
+void requireRecord(bool condition, const char* text) {
+    if (!condition) {
+        throw std::runtime_error(text);
+    }
+}
+
+/** Each value in `repeat` adjacent elements of the target. */
+template <class T>
+void repeatValues(const T* source, std::int32_t count, std::int32_t repeat, T* target) {
+    for (std::int32_t i = 0; i < count; ++i) {
+        checkedCall(repeat, [&] { return ippsSet_32f(source[i], target, repeat); });
+        target += repeat;
+    }
+}
+
+}  // namespace
+
+template <class T>
+ConvLayer<T>::ConvLayer(LayerMap<T>& layers, ModelReader& reader, std::int32_t version)
+    : BaseLayer<T>(layers, reader, fileType) {
+    ReadRecord(reader, version);
+    DeriveSizes();
+    CheckSizes(reader.size());
+}
+
+template <class T>
+void ConvLayer<T>::ReadRecord(ModelReader& reader, std::int32_t version) {
+    weights_ = ReadTensor<T>(reader, version);
+    bias_ = ReadTensor<T>(reader, version);
+    timeStride_ = reader.ReadInt8();
+    heightStride_ = reader.ReadInt8();
+    timeDilation_ = reader.ReadInt8();
+    reservedParameter_ = reader.ReadInt8();
+    lookahead_ = reader.ReadInt8();
+}
+
+template <class T>
+void ConvLayer<T>::DeriveSizes() {
+    kernelFrames_ = weights_.dim(0);
+    kernelHeight_ = weights_.dim(1);
+    kernelInChannels_ = weights_.dim(2);
+    kernelOutChannels_ = weights_.dim(3);
+    const std::int64_t length = (std::int64_t{kernelFrames_} - 1) * timeDilation_ + 1;
+    requireRecord(length >= 1, "convolution without a history row");
+    requireRecord(length <= std::numeric_limits<std::int32_t>::max(),
+                  "convolution history is too long");
+    historyLength_ = static_cast<std::int32_t>(length);
+}
+
+/** Everything that the frame path takes for granted about the record. */
+template <class T>
+void ConvLayer<T>::CheckSizes(std::int64_t fileSize) const {
+    requireRecord(timeStride_ >= 1 && heightStride_ >= 1, "convolution stride is below 1");
+    const std::int32_t volume = checkedVolume(weights_.shape());
+    // Dimensions beyond the fourth are no part of the kernel, but it must stay inside the block.
+    const std::span<const std::int32_t> kernel(weights_.shape());
+    requireRecord(checkedVolume(kernel.first(std::min<std::size_t>(4, kernel.size()))) <= volume,
+                  "convolution weights have no block");
+    // With no values to back them, the dimensions alone would size the history and the output.
+    if (volume == 0) {
+        for (const std::int32_t dimension : weights_.shape()) {
+            requireRecord(dimension <= fileSize, "convolution kernel is larger than its file");
+        }
+    }
+    requireRecord(bias_.volume() == 0 || bias_.volume() >= kernelOutChannels_,
+                  "convolution bias is too short");
+}
+
+template <class T>
+bool ConvLayer<T>::AddTensor(const Tensor<T>& input, const BaseLayer<T>* /*source*/) {
+    const std::int32_t frames = input.dim(0);
+    const std::int32_t channels = input.dim(2);
+    if (frames > 0 && channels == 0) {
+        throw std::runtime_error("convolution of frames without channels");
+    }
+    const std::int32_t rowChannels = IsDepthwise(channels) ? kernelOutChannels_ : channels;
+    PrepareHistory(input.dim(1), rowChannels);
+    bool reachedOutput = false;
+    for (std::int32_t i = 0; i < frames; ++i) {
+        StoreFrame(input, i, rowChannels);
+        reachedOutput = ConvolveFrame(channels) || reachedOutput;
+        ++frameCounter_;
+    }
+    return reachedOutput;
+}
+
+template <class T>
+void ConvLayer<T>::PrepareHistory(std::int32_t height, std::int32_t rowChannels) {
+    if (history_.volume() == 0) {
+        history_.Resize({historyLength_, height, rowChannels});
+        history_.Zero();
+    }
+    history_.MakeUnique();
+}
+
+template <class T>
+void ConvLayer<T>::StoreFrame(const Tensor<T>& input, std::int32_t frame,
+                              std::int32_t rowChannels) {
+    const std::int32_t channels = input.dim(2);
+    const std::int32_t repeat = rowChannels / channels;
+    if (repeat > 1) {
+        // Reads the first frame of the input whatever `frame` is: models feed depthwise
+        // convolutions one frame at a time.
+        const std::int64_t count = std::int64_t{input.dim(1)} * channels;
+        T* row = RingRow(count * repeat);
+        repeatValues(input.readData(), static_cast<std::int32_t>(count), repeat, row);
+        return;
+    }
+    const std::int64_t rowLength = std::int64_t{input.dim(1)} * rowChannels;
+    T* row = RingRow(rowLength);
+    const std::int64_t offset = frame * rowLength;
+    if (offset + rowLength > input.volume()) {
+        throw std::runtime_error("convolution channels are no multiple of the input's");
+    }
+    if (rowLength > 0) {
+        copySamples<T>(input.readData() + offset, row, static_cast<std::int32_t>(rowLength));
+    }
+}
+
+/**
+ * The row of the current frame. An input of another height than the first can spill into the rows
+ * behind it, but not beyond the block.
+ */
+template <class T>
+T* ConvLayer<T>::RingRow(std::int64_t writtenCount) {
+    const std::int64_t rowStride = std::int64_t{history_.dim(1)} * history_.dim(2);
+    const std::int64_t start = (frameCounter_ % historyLength_) * rowStride;
+    if (start + writtenCount > history_.volume()) {
+        throw std::runtime_error("convolution frame is larger than its history");
+    }
+    return history_.data() + start;
+}
+
+template <class T>
+bool ConvLayer<T>::ConvolveFrame(std::int32_t channels) {
+    if (IsSwallowed()) {
+        BaseLayer<T>::SkipFrame();
+        return false;
+    }
+    const Plane plane = MakePlane(channels);
+    output_.Resize({1, plane.outHeight, kernelOutChannels_});
+    output_.MakeUnique();
+    SeedRows(plane.outHeight);
+
+    const std::int64_t rowStride = std::int64_t{plane.height} * plane.rowChannels;
+    const std::int64_t kernelStride =
+        std::int64_t{kernelHeight_} * kernelInChannels_ * kernelOutChannels_;
+    for (std::int64_t tap = 0; tap < kernelFrames_; ++tap) {
+        const std::int64_t row = (tap * timeDilation_ + frameCounter_ + 1) % historyLength_;
+        AddTap({history_.readData() + row * rowStride, weights_.readData() + tap * kernelStride},
+               plane);
+    }
+    return this->PropagateToConsumers(output_, this);
+}
+
+/** The remainder is that of signed division, and counts before the look-ahead has passed too. */
+template <class T>
+bool ConvLayer<T>::IsSwallowed() const {
+    return (frameCounter_ - lookahead_) % timeStride_ != 0 || frameCounter_ < lookahead_;
+}
+
+template <class T>
+typename ConvLayer<T>::Plane ConvLayer<T>::MakePlane(std::int32_t channels) const {
+    const Plane plane{history_.dim(1), history_.dim(2), history_.dim(1) / heightStride_,
+                      IsDepthwise(channels)};
+    if (plane.depthwise && plane.rowChannels > kernelOutChannels_) {
+        throw std::runtime_error("depthwise convolution has more channels than its kernel");
+    }
+    if (!plane.depthwise && plane.rowChannels < kernelInChannels_) {
+        throw std::runtime_error("convolution has fewer channels than its kernel");
+    }
+    return plane;
+}
+
+template <class T>
+void ConvLayer<T>::SeedRows(std::int32_t outHeight) {
+    if (bias_.volume() == 0) {
+        zeroFloats(output_.data(), output_.volume());
+        return;
+    }
+    T* out = output_.data();
+    for (std::int32_t bin = 0; bin < outHeight; ++bin) {
+        copySamples<T>(bias_.readData(), out, kernelOutChannels_);
+        out += kernelOutChannels_;
+    }
+}
+
+template <class T>
+void ConvLayer<T>::AddTap(const TimeTap& tap, const Plane& plane) {
+    const std::int64_t start = -((kernelHeight_ - heightStride_) / 2);
+    T* out = output_.data();
+    for (std::int64_t bin = 0; bin < plane.outHeight; ++bin) {
+        AddBin(tap, plane, start + bin * heightStride_, out);
+        out += kernelOutChannels_;
+    }
+}
+
+/** One output bin, whose kernel begins at input bin `position`; bins outside the input are zero. */
+template <class T>
+void ConvLayer<T>::AddBin(const TimeTap& tap, const Plane& plane, std::int64_t position,
+                          T* out) const {
+    const std::int32_t outChannels = kernelOutChannels_;
+    const std::int64_t binStride = std::int64_t{kernelInChannels_} * outChannels;
+    const std::int64_t first = std::max<std::int64_t>(0, -position);
+    const std::int64_t end = std::min<std::int64_t>(kernelHeight_, plane.height - position);
+    for (std::int64_t bin = first; bin < end; ++bin) {
+        const T* x = tap.row + (position + bin) * plane.rowChannels;
+        const T* w = tap.kernel + bin * binStride;
+        if (plane.depthwise) {
+            checkedCall(plane.rowChannels,
+                        [&] { return ippsAddProduct_32f(w, x, out, plane.rowChannels); });
+            continue;
+        }
+        for (std::int32_t channel = 0; channel < kernelInChannels_; ++channel) {
+            checkedCall(outChannels,
+                        [&] { return ippsAddProductC_32f(w, x[channel], out, outChannels); });
+            w += outChannels;
+        }
+    }
+}
+
+template <class T>
+void ConvLayer<T>::ResetState() {
+    history_.Zero();
+    frameCounter_ = 0;
+}
+
+template <class T>
+std::int32_t ConvLayer<T>::GetLatency(std::int32_t scale) {
+    const std::int64_t slowed = std::int64_t{scale} * timeStride_;
+    const std::int64_t behind = BaseLayer<T>::GetLatency(latencyFrames(slowed));
+    return latencyFrames(behind + std::int64_t{scale} * lookahead_);
+}
+
+template class ConvLayer<float>;
+
+}  // namespace vorun

@@ -1,0 +1,22 @@
+#include "neural/layers/ReLULayer.h"
+
+#include "foundation/vector/CheckedCall.h"
+
+namespace vorun {
+
+template <class T>
+ReLULayer<T>::ReLULayer(LayerMap<T>& layers, ModelReader& reader, std::int32_t /*version*/)
+    : BaseLayer<T>(layers, reader, fileType) {}
+
+template <class T>
+bool ReLULayer<T>::AddTensor(const Tensor<T>& input, const BaseLayer<T>* /*source*/) {
+    output_.Resize(input.shape());
+    output_.MakeUnique();
+    const std::int32_t count = input.volume();
+    clampBelow(input.readData(), output_.data(), 0.0F, count);
+    return this->PropagateToConsumers(output_, this);
+}
+
+template class ReLULayer<float>;
+
+}  // namespace vorun

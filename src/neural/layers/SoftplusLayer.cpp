@@ -1,0 +1,25 @@
+#include "neural/layers/SoftplusLayer.h"
+
+#include "foundation/vector/CheckedCall.h"
+
+namespace vorun {
+
+template <class T>
+SoftplusLayer<T>::SoftplusLayer(LayerMap<T>& layers, ModelReader& reader, std::int32_t /*version*/)
+    : BaseLayer<T>(layers, reader, fileType) {}
+
+template <class T>
+bool SoftplusLayer<T>::AddTensor(const Tensor<T>& input, const BaseLayer<T>* /*source*/) {
+    output_.Resize(input.shape());
+    output_.MakeUnique();
+    const std::int32_t count = input.volume();
+    float* out = output_.data();
+    checkedCall(count, [&] { return ippsExp_32f(input.readData(), out, count); });
+    checkedCall(count, [&] { return ippsAddC_32f(out, 1.0F, out, count); });
+    checkedCall(count, [&] { return ippsLn_32f(out, out, count); });
+    return this->PropagateToConsumers(output_, this);
+}
+
+template class SoftplusLayer<float>;
+
+}  // namespace vorun
