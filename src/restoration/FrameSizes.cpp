@@ -1,0 +1,41 @@
+#include "restoration/FrameSizes.h"
+
+#include <cmath>
+
+namespace vorun {
+
+namespace {
+
+/** The real transform has plans up to this order. */
+constexpr double longestTransform = 536870912.0;
+
+double scaled(std::int32_t size, std::int32_t scaleLog2) {
+    return std::nearbyint(static_cast<double>(size) * std::pow(2.0, scaleLog2));
+}
+
+}  // namespace
+
+std::optional<std::int32_t> frameScaleLog2(double hostRate, double modelRate) {
+    const double ratio = hostRate / modelRate;
+    if (!(ratio > 0.0) || !std::isfinite(ratio)) {
+        return std::nullopt;
+    }
+    // Taken from the exponent: a quotient of rounded logarithms misses some powers of two.
+    int exponent = 0;
+    return std::frexp(ratio, &exponent) == 0.5 ? exponent - 1 : exponent;
+}
+
+std::optional<FrameSizes> scaleFrameSizes(const FrameSizes& model, std::int32_t scaleLog2) {
+    const double fftSize = scaled(model.fftSize, scaleLog2);
+    const double windowSize = scaled(model.windowSize, scaleLog2);
+    const double hopSize = scaled(model.hopSize, scaleLog2);
+    const bool canBeFramed = hopSize >= 1.0 && windowSize >= 2.0 * hopSize &&
+                             windowSize <= fftSize && fftSize < 2.0 * longestTransform;
+    if (!canBeFramed) {
+        return std::nullopt;
+    }
+    return FrameSizes{static_cast<std::int32_t>(fftSize), static_cast<std::int32_t>(windowSize),
+                      static_cast<std::int32_t>(hopSize)};
+}
+
+}  // namespace vorun
