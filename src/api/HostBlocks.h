@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstdint>
+
+#include "audio/Signal32.h"
+
+namespace vorun {
+
+/*
+ * Samples between a host's buffers and signals. Planar buffers are one pointer for each channel;
+ * interleaved ones hold the channels of one sample side by side. A count of 0 or below moves
+ * nothing and touches no buffer.
+ */
+
+Signal32 fromPlanar(const float* const* channels, std::int32_t numChannels,
+                    std::int32_t numSamples);
+
+/** Undoes fromPlanar(); the channels and samples that the block lacks are not written. */
+void toPlanar(const Signal32& block, float* const* channels, std::int32_t numChannels,
+              std::int32_t numSamples);
+
+Signal32 fromInterleaved(const float* samples, std::int32_t numChannels, std::int32_t numSamples);
+
+/** Undoes fromInterleaved(). Takes the block over, so that reading it makes no copy. */
+void toInterleaved(Signal32 block, float* samples, std::int32_t numChannels,
+                   std::int32_t numSamples);
+
+}  // namespace vorun
