@@ -1,0 +1,119 @@
+#include "hosts/HostProcess.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <fcntl.h>
+#include <memory>
+#include <stdexcept>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "hosts/AudioFiles.h"
+#include "hosts/TemporaryFolder.h"
+
+namespace vorun::test {
+namespace {
+
+int openForWriting(const std::string& path) {
+    return open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+}
+
+/** Both ends of a terminal that nobody sits at. */
+struct Terminal {
+    int master = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    int slave = -1;
+
+    Terminal() {
+        std::array<char, 128> name{};
+        if (master < 0 || grantpt(master) != 0 || unlockpt(master) != 0 ||
+            ptsname_r(master, name.data(), name.size()) != 0) {
+            throw std::runtime_error("no terminal");
+        }
+        slave = open(name.data(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    }
+
+    std::string readAll() {
+        close(slave);
+        std::string text;
+        std::array<char, 4096> part{};
+        ssize_t count = 0;
+        // The end of a terminal reads as an error.
+        while ((count = read(master, part.data(), part.size())) > 0) {
+            text.append(part.data(), static_cast<std::size_t>(count));
+        }
+        close(master);
+        return text;
+    }
+};
+
+/** Runs in the child: only calls that are safe between fork and exec. */
+[[noreturn]] void become(const std::vector<char*>& arguments, int out, int err, long sizeLimit) {
+    if (sizeLimit >= 0) {
+        const auto bytes = static_cast<rlim_t>(sizeLimit);
+        const rlimit limit{bytes, bytes};
+        setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    dup2(out, STDOUT_FILENO);
+    dup2(err, STDERR_FILENO);
+    execv(arguments.front(), arguments.data());
+    _exit(127);
+}
+
+int waitFor(pid_t process) {
+    int status = 0;
+    while (waitpid(process, &status, 0) < 0 && errno == EINTR) {
+    }
+    return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+}
+
+}  // namespace
+
+ProcessResult runRestore(const std::vector<std::string>& arguments, const ProcessSetup& setup) {
+    const TemporaryFolder folder;
+    std::vector<std::string> words = {VORUN_RESTORE_PROGRAM};
+    words.insert(words.end(), arguments.begin(), arguments.end());
+    std::vector<char*> pointers;
+    for (std::string& word : words) {
+        pointers.push_back(word.data());
+    }
+    pointers.push_back(nullptr);
+
+    const int out = openForWriting(folder.file("out"));
+    const int errFile = openForWriting(folder.file("err"));
+    std::unique_ptr<Terminal> terminal;
+    if (setup.errorsToTerminal) {
+        terminal = std::make_unique<Terminal>();
+    }
+    const int err = terminal ? terminal->slave : errFile;
+    const pid_t process = fork();
+    if (process < 0) {
+        throw std::runtime_error("no process");
+    }
+    if (process == 0) {
+        become(pointers, out, err, setup.fileSizeLimit);
+    }
+    close(out);
+    close(errFile);
+    if (setup.whileRunning) {
+        setup.whileRunning(process);
+    }
+    ProcessResult result;
+    if (terminal) {
+        result.err = terminal->readAll();
+    }
+    result.status = waitFor(process);
+    result.out = readBytes(folder.file("out"));
+    if (!terminal) {
+        result.err = readBytes(folder.file("err"));
+    }
+    return result;
+}
+
+bool isOneLine(const std::string& text) {
+    return std::count(text.begin(), text.end(), '\n') == 1 && text.back() == '\n';
+}
+
+}  // namespace vorun::test

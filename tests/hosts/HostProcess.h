@@ -1,0 +1,32 @@
+#pragma once
+
+#include <functional>
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+namespace vorun::test {
+
+struct ProcessSetup {
+    /** Makes stderr a terminal. */
+    bool errorsToTerminal = false;
+    /** Largest file that the process may write, in bytes; no limit if below 0. */
+    long fileSizeLimit = -1;
+    /** Called with the process's id while it runs. */
+    std::function<void(pid_t)> whileRunning;
+};
+
+struct ProcessResult {
+    /** As the shell counts: 128 + signal for a process that a signal ended. */
+    int status = -1;
+    std::string out;
+    std::string err;
+};
+
+/** Runs vorun-restore to its end. */
+ProcessResult runRestore(const std::vector<std::string>& arguments, const ProcessSetup& setup = {});
+
+/** Whether a text is exactly one line, with its end. */
+bool isOneLine(const std::string& text);
+
+}  // namespace vorun::test
