@@ -10,8 +10,10 @@
  * | 256 + i | linear gain of bus i                      | 0 to 100        | 1           |
  * | 512 + i | sensitivity of bus i                      | -100 to 100     | 0           |
  *
- * Buses are numbered as vorunGetOutputBusName() names them, i from 0 to 15; the last bus of a model
- * is its residual. A sensitivity above 0 makes a mask more decisive, one below 0 more permissive.
+ * Buses are numbered as vorunGetOutputBusName() names them; the last bus of a model is its
+ * residual. Values exist for i from 0 to 15. For i from 16 to 255 the range is published all the
+ * same, but the value reads 0 and writing does nothing. A sensitivity above 0 makes a mask more
+ * decisive, one below 0 more permissive.
  *
  * All calls here are lock-free and may come from any thread while audio flows. A new value takes
  * effect with the next frame that is mixed, and survives vorunResetProcessorState().
@@ -35,7 +37,8 @@ VORUN_FUNCTION float vorunGetParameterValue(ProcessorHandle processor, int32_t i
 
 /**
  * Stores a parameter. An unknown or read-only id is ignored. Gains are limited to 0 and up,
- * sensitivities to -100 to 100, id 1 to at most 0 dB.
+ * sensitivities to -100 to 100, id 1 to at most 0 dB. A value that is not a number counts as the
+ * lower limit.
  */
 VORUN_FUNCTION void vorunSetParameterValue(ProcessorHandle processor, int32_t id, float value);
 

@@ -52,8 +52,11 @@ VORUN_FUNCTION void vorunDeleteProcessor(ProcessorHandle processor);
  * Pushes one block, and runs every frame that it completes before returning.
  *
  * @param channels   one pointer for each channel of the stream, each to numSamples floats.
- * @param numSamples any length; 0 does nothing. Multiples of the hop give the smallest delay. What
- *                   becomes ready never depends on how the stream was cut into blocks.
+ * @param numSamples any length; 0 and negative counts add nothing. Multiples of the hop give the
+ *                   smallest delay. What becomes ready never depends on how the stream was cut into
+ *                   blocks.
+ * @throws std::exception when memory runs out or a network gives what its file did not promise.
+ *         Frames in flight are lost; reset before using the processor again.
  */
 VORUN_FUNCTION void vorunAddAudio(ProcessorHandle processor, const float* const* channels,
                                   int32_t numSamples);
@@ -68,7 +71,8 @@ VORUN_FUNCTION void vorunAddAudioInterleaved(ProcessorHandle processor, const fl
  * silence. The last samples of a recording come out once the host has pushed silence behind them.
  *
  * @param channels   one pointer for each channel, each with room for numSamples floats.
- * @param numSamples at most vorunGetNumOfPendingSamples(), and not negative.
+ * @param numSamples at most vorunGetNumOfPendingSamples(), and not negative. 0 writes nothing and
+ * is true at any time.
  * @return false, with nothing consumed and nothing written, if fewer samples are pending. Part of a
  *         request is never delivered.
  */

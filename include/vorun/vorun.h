@@ -4,7 +4,8 @@
  * Conventions of every call:
  *
  * 1. Handles. A creator returns a handle, or null when it fails; the host deletes it once. Null is
- *    accepted by the two deleting functions and by nothing else.
+ *    accepted by the two deleting functions and, because it does not look at its handle, by
+ *    vorunGetParameterRange(); everywhere else it is a fault.
  * 2. Memory. Buffers that a host passes in stay the host's. The engine copies what it needs before
  *    the call returns and keeps no pointer.
  * 3. Threads. A handle has no lock: calls on one handle must not overlap, but for the parameter

@@ -4,6 +4,8 @@ Usage: install_test.py CMAKE BUILD_FOLDER CC MODEL_FILE
 """
 
 import os
+import re
+import shutil
 import subprocess
 import sys
 import tempfile
@@ -12,11 +14,12 @@ from pathlib import Path
 
 CMAKE, BUILD, CC, MODEL = sys.argv[1:5]
 HOST = Path(__file__).resolve().parent / "installed_host"
+README = Path(__file__).resolve().parents[2] / "README.md"
 
 
-def run(*command, env=None):
+def run(*command, env=None, cwd=None):
     result = subprocess.run([str(part) for part in command], text=True, capture_output=True,
-                            env={**os.environ, **(env or {})})
+                            env={**os.environ, **(env or {})}, cwd=cwd)
     if result.returncode:
         raise AssertionError(f"{command}\n{result.stdout}{result.stderr}")
     return result.stdout
@@ -58,6 +61,18 @@ class InstalledTree(unittest.TestCase):
         host = self.work / "by-pkg-config"
         run(CC, "-std=c11", "-Wall", "-Werror", HOST / "main.c", "-o", host, *flags)
         self.expect_host_runs(host, {"LD_LIBRARY_PATH": str(self.library)})
+
+    def test_the_first_host_of_the_readme_builds_as_told_and_runs(self):
+        text = README.read_text()
+        source = self.work / "readme.c"
+        source.write_text(re.search(r"```c\n(.*?)```", text, re.S).group(1))
+        package = re.search(r"`pkg-config --cflags --libs (\S+)`", text).group(1)
+        env = {"PKG_CONFIG_PATH": str(self.library / "pkgconfig")}
+        flags = run("pkg-config", "--cflags", "--libs", package, env=env).split()
+        host = self.work / "readme_host"
+        run(CC, "-std=c11", "-Wall", "-Wextra", "-Werror", source, "-o", host, *flags)
+        shutil.copy(MODEL, self.work / "gate.vorun")
+        run(host, env={"LD_LIBRARY_PATH": str(self.library)}, cwd=self.work)
 
     def test_program_finds_library_and_model_from_its_own_place(self):
         program = self.prefix / "bin" / "vorun-restore"
