@@ -1,39 +1,14 @@
 #include "restore/AudioInput.h"
 
-#include <cerrno>
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include "restore/HostError.h"
+#include "restore/PromisedLength.h"
+#include "restore/ReadableFile.h"
 #include "restore/SampleConversion.h"
 
 namespace vorun::restore {
-namespace {
-
-/** libsndfile does not tell a missing file from a wrong one reliably; the system does. */
-void checkReadable(const std::string& path) {
-    const std::string text = "cannot read '" + path + "'";
-    // Without waiting: a pipe that nobody writes is not a recording.
-    const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-    if (file < 0) {
-        throw HostError(ExitStatus::cannotReadInput, withReason(text, errno));
-    }
-    struct stat status {};
-    const bool known = fstat(file, &status) == 0;
-    close(file);
-    if (known && S_ISDIR(status.st_mode)) {
-        throw HostError(ExitStatus::cannotReadInput, withReason(text, EISDIR));
-    }
-    if (known && !S_ISREG(status.st_mode)) {
-        throw HostError(ExitStatus::cannotReadInput, text + ": not a file");
-    }
-}
-
-}  // namespace
-
 AudioInput::AudioInput(const std::string& path) : path_(path) {
-    checkReadable(path);
+    // libsndfile does not tell a missing file from a wrong one reliably; the system does.
+    checkReadable(path, "cannot read '" + path + "'", ExitStatus::cannotReadInput);
     SF_INFO info{};
     file_.reset(sf_open(path.c_str(), SFM_READ, &info));
     if (!file_) {
@@ -55,7 +30,23 @@ void AudioInput::read(std::int32_t count, std::vector<float>& samples) {
                         "'" + path_ + "' is damaged: " + sf_strerror(file_.get()));
     }
     samples.resize(static_cast<std::size_t>(frames) * channels);
+    samplesRead_ += frames;
     nonFiniteSamples_ += silenceNonFinite(samples);
+}
+
+std::string AudioInput::earlyEnd() const {
+    const SoundBytes bytes = soundBytes(path_);
+    std::string missing;
+    if (bytes.present < bytes.promised) {
+        missing = std::to_string(bytes.promised - bytes.present) + " of " +
+                  std::to_string(bytes.promised) + " bytes";
+    } else if (samplesRead_ < shape_.frames && shape_.frames < SF_COUNT_MAX) {
+        missing = std::to_string(shape_.frames - samplesRead_) + " of " +
+                  std::to_string(shape_.frames) + " samples";
+    }
+    return missing.empty() ? missing
+                           : "the file ends early: '" + path_ + "' lacks " + missing +
+                                 " that its header promises; the rest was restored";
 }
 
 }  // namespace vorun::restore

@@ -35,10 +35,17 @@ class AudioInput {
     /** Samples read as 0 because they were not finite. */
     std::int64_t nonFiniteSamples() const { return nonFiniteSamples_; }
 
+    /**
+     * After the last read(): a warning for a file that holds less than its header promises; empty
+     * if all is there.
+     */
+    std::string earlyEnd() const;
+
   private:
     std::string path_;
     StreamShape shape_;
     SoundFile file_;
+    std::int64_t samplesRead_ = 0;
     std::int64_t nonFiniteSamples_ = 0;
 };
 

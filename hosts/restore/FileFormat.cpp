@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "restore/HostError.h"
+#include "restore/NumberText.h"
 
 namespace vorun::restore {
 namespace {
@@ -199,8 +200,8 @@ int outputFormat(const std::string& path, const StreamShape& input, int wishedSu
     const bool wrongCodec = isOpus && format && (*format & SF_FORMAT_SUBMASK) != SF_FORMAT_OPUS;
     if (!format || wrongCodec) {
         throw HostError(ExitStatus::cannotCreateOutput,
-                        "a file like '" + path + "' cannot hold " + std::to_string(input.channels) +
-                            " channels at " + std::to_string(input.sampleRate) + " Hz");
+                        "a file like '" + path + "' cannot hold " + channelsText(input.channels) +
+                            " at " + std::to_string(input.sampleRate) + " Hz");
     }
     return widenedForLength(*format, input);
 }

@@ -99,4 +99,8 @@ std::string fixedText(double value, int decimals) {
     return error == std::errc{} ? std::string(text.data(), end) : std::string("?");
 }
 
+std::string channelsText(int count) {
+    return std::to_string(count) + (count == 1 ? " channel" : " channels");
+}
+
 }  // namespace vorun::restore

@@ -37,4 +37,7 @@ std::string clockText(double seconds);
 /** A number with a fixed count of decimals, whatever the locale. */
 std::string fixedText(double value, int decimals);
 
+/** "1 channel", "2 channels". */
+std::string channelsText(int count);
+
 }  // namespace vorun::restore

@@ -26,15 +26,21 @@ struct TypedValues {
 };
 
 const char* const footer = R"(The mix:
-  Every bus starts at a gain of 1 but for the residual, the last bus, which is what the model takes
-  away: it starts at 0. Then, whatever the order on the command line, --residual-db sets the
-  residual, --gain any bus, and --solo silences all others. A bus that is played solo has the gain
-  that --residual-db or --gain gave it, or 1.
+  Every bus starts at a gain of 1 but for the residual, the last bus, which is
+  what the model takes away: it starts at 0. Then, whatever the order on the
+  command line, --residual-db sets the residual, --gain any bus, and --solo
+  silences all others. A bus that is played solo has the gain that --residual-db
+  or --gain gave it, or 1.
+
+The input:
+  A WAV, RF64 or AIFF file that ends before its header says so is restored as
+  far as it goes, with a warning on stderr that begins "the file ends early".
 
 The output:
-  The suffix selects the container: wav, rf64, w64, aiff, aifc, au, snd, caf, flac, ogg, oga, opus, mp3.
-  Length, rate, channels, sample format and tags are those of the input; where the container cannot
-  hold the sample format, the nearest that it can is taken and named at the end.
+  The suffix selects the container: wav, rf64, w64, aiff, aifc, au, snd, caf,
+  flac, ogg, oga, opus, mp3. Length, rate, channels, sample format and tags are
+  those of the input; where the container cannot hold the sample format, the
+  nearest that it can is taken and named at the end.
   OUTPUT appears, or is replaced, only when it is complete.
 
 Exit status:
@@ -47,24 +53,24 @@ Exit status:
   6    the model has no such bus
   7    INPUT and OUTPUT are the same file
   8    OUTPUT has an unknown suffix, or cannot be created
-  9    OUTPUT cannot be written, as when the disk is full
+  9    OUTPUT or the standard output cannot be written, as when the disk is full
   10   several models were given
   130  interrupted
 )";
 
 void describe(CLI::App& app, Options& options, TypedValues& typed) {
     app.add_option("INPUT", options.input,
-                   "Recording to restore, in any format that libsndfile reads");
+                   "Recording to restore, in any format that\nlibsndfile reads");
     app.add_option("OUTPUT", options.output, "File to write");
     app.add_option("--model", options.models, "Model file; the one that ships if not given")
         ->type_name("FILE")
         ->allow_extra_args(false)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     app.add_option("--residual-db", typed.residualDb,
-                   "Level of the removed part in the output, -96 to 0; silent if not given")
+                   "Level of the removed part in the output,\n-96 to 0; silent if not given")
         ->type_name("DB");
     app.add_option("--sensitivity", typed.sensitivity,
-                   "How decisive the first bus is, -100 (passes more) to 100 (removes more)")
+                   "How decisive the first bus is, -100\n(passes more) to 100 (removes more)")
         ->type_name("VALUE");
     app.add_option("--gain", typed.gains, "Gain of a bus, 0 to 100; repeatable")
         ->type_name("BUS=LINEAR")
@@ -77,13 +83,14 @@ void describe(CLI::App& app, Options& options, TypedValues& typed) {
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     app.add_option("--solo", typed.soloBus, "Only this bus, by name or index")->type_name("BUS");
     app.add_option("--sample-format", typed.sampleFormat,
-                   "pcm8, pcm16, pcm24, pcm32, float or double; the input's if not given")
+                   "pcm8, pcm16, pcm24, pcm32, float or double;\nthe input's if not given")
         ->type_name("FORMAT");
-    app.add_option("--block", typed.block, "Samples for each push, 1 to 1048576; 4096 if not given")
+    app.add_option("--block", typed.block,
+                   "Samples for each push, 1 to 1048576;\n4096 if not given")
         ->type_name("N");
     app.add_flag("--list-buses", options.listBuses, "Print the buses of the model and stop");
     app.add_flag("--info", options.info,
-                 "Print what the model is, at the rate of INPUT if one is given, and stop");
+                 "Print what the model is, at the rate of\nINPUT if one is given, and stop");
     app.set_version_flag(
         "--version", std::string("vorun-restore " VORUN_VERSION " (") + sf_version_string() + ")");
     app.footer(footer);
@@ -130,6 +137,13 @@ void checkFiles(const Options& options) {
                         "the engine gives no audio from several model files; give one --model");
     }
     if (options.listBuses || options.info) {
+        // --info looks at the rate of an input; nothing else is of use to a question.
+        const std::string& surplus = options.info ? options.output : options.input;
+        if (!surplus.empty()) {
+            const std::string option = options.info ? "--info" : "--list-buses";
+            throw HostError(ExitStatus::badUsage,
+                            "'" + surplus + "' has no meaning with " + option + "; see --help");
+        }
         return;
     }
     if (options.input.empty()) {
@@ -138,6 +152,17 @@ void checkFiles(const Options& options) {
     if (options.output.empty()) {
         throw HostError(ExitStatus::badUsage, "OUTPUT is missing; see --help");
     }
+}
+
+/** The parser counts what it "received"; a user wants to know which option is there twice. */
+std::string textOf(const CLI::App& app, const CLI::ParseError& error) {
+    for (const CLI::Option* const option : app.get_options()) {
+        const bool takesOne = option->get_multi_option_policy() == CLI::MultiOptionPolicy::Throw;
+        if (takesOne && option->count() > 1) {
+            return option->get_name() + " is given more than once";
+        }
+    }
+    return error.what();
 }
 
 }  // namespace
@@ -156,7 +181,7 @@ std::optional<Options> parseOptions(int argc, const char* const* argv) {
         std::printf("%s\n", version.what());
         return std::nullopt;
     } catch (const CLI::ParseError& error) {
-        throw HostError(ExitStatus::badUsage, std::string(error.what()) + "; see --help");
+        throw HostError(ExitStatus::badUsage, textOf(app, error) + "; see --help");
     }
     readValues(app, typed, options);
     checkFiles(options);

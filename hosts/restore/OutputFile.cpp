@@ -19,14 +19,29 @@ HostError cannotCreate(const std::string& name, const std::string& reason) {
     return {ExitStatus::cannotCreateOutput, "cannot create '" + name + "': " + reason};
 }
 
-/** The place behind links, of a file that need not exist yet. */
+/**
+ * The place behind links, of a file that need not exist yet. Each link is followed by hand, since
+ * one that leads to a missing file is no existing path to the system.
+ */
 fs::path behindLinks(const std::string& target) {
+    // As many as the system follows before it takes them for a circle.
+    constexpr int mostLinks = 40;
     std::error_code error;
-    fs::path place = fs::weakly_canonical(target, error);
+    fs::path place = target;
+    for (int links = 0; fs::is_symlink(fs::symlink_status(place, error)); ++links) {
+        if (links == mostLinks) {
+            throw HostError(ExitStatus::cannotCreateOutput,
+                            withReason("cannot create '" + target + "'", ELOOP));
+        }
+        // An absolute link takes the place of the path as a whole.
+        place = place.parent_path() / fs::read_symlink(place, error);
+    }
+    const fs::path folder = place.has_parent_path() ? place.parent_path() : fs::path(".");
+    const fs::path real = fs::canonical(folder, error);
     if (error) {
         throw cannotCreate(target, error.message());
     }
-    return place;
+    return real / place.filename();
 }
 
 mode_t modeOfNewFiles() {
@@ -36,13 +51,13 @@ mode_t modeOfNewFiles() {
 }
 
 /** The mode of the file that is replaced, or that of any new file. */
-mode_t modeFor(const std::string& target) {
+mode_t modeFor(const std::string& place, const std::string& shownName) {
     struct stat status {};
-    if (stat(target.c_str(), &status) != 0) {
+    if (stat(place.c_str(), &status) != 0) {
         return modeOfNewFiles();
     }
     if (!S_ISREG(status.st_mode)) {
-        throw cannotCreate(target, "something other than a file has that name");
+        throw cannotCreate(shownName, "something other than a file has that name");
     }
     return status.st_mode & static_cast<mode_t>(0777);
 }
@@ -58,7 +73,7 @@ bool isSameFile(const std::string& first, const std::string& second) {
 
 OutputFile::OutputFile(const std::string& target) : shownName_(target) {
     target_ = behindLinks(target).string();
-    const mode_t mode = modeFor(target_);
+    const mode_t mode = modeFor(target_, shownName_);
     create();
     // Some file systems have no modes; the file is as good without.
     if (fchmod(file_, mode) != 0) {

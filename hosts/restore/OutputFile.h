@@ -11,7 +11,8 @@ namespace vorun::restore {
  *
  * It grows beside its target under a hidden name of its own. commit() renames it into place, which
  * replaces an older file in one step; without a commit the destructor removes it and the target is
- * as it was. Where the target is a symbolic link, the file behind the link is replaced.
+ * as it was. Where the target is a symbolic link, the file behind the link is made or
+ * replaced.
  */
 class OutputFile {
   public:

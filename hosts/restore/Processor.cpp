@@ -1,12 +1,10 @@
 #include "restore/Processor.h"
 
 #include <array>
-#include <cerrno>
-#include <fcntl.h>
-#include <unistd.h>
 
 #include "restore/HostError.h"
 #include "restore/NumberText.h"
+#include "restore/ReadableFile.h"
 
 namespace vorun::restore {
 namespace {
@@ -18,20 +16,11 @@ struct ModelDeleter {
     void operator()(ModelHandle* model) const { vorunDeleteModel(model); }
 };
 
-/** The engine only says null; the host can still tell a file that is not there. */
-void checkReadable(const std::string& path) {
-    const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (file < 0) {
-        throw HostError(ExitStatus::modelRefused,
-                        withReason("cannot open the model '" + path + "'", errno));
-    }
-    close(file);
-}
-
 }  // namespace
 
 VorunModelInfo readModelInfo(const std::string& modelPath) {
-    checkReadable(modelPath);
+    // The engine only says null; the host can still tell a file that is not there.
+    checkReadable(modelPath, "cannot open the model '" + modelPath + "'", ExitStatus::modelRefused);
     const std::unique_ptr<ModelHandle, ModelDeleter> model(vorunCreateModel(modelPath.c_str()));
     if (!model) {
         throw HostError(ExitStatus::modelRefused,
@@ -48,7 +37,7 @@ Processor::Processor(const std::string& modelPath, std::int32_t channels, double
     handle_.reset(vorunCreateProcessor(modelPath.c_str(), channels, sampleRate));
     if (!handle_) {
         throw HostError(ExitStatus::modelRefused, "the model '" + modelPath + "' cannot run on " +
-                                                      std::to_string(channels) + " channels at " +
+                                                      channelsText(channels) + " at " +
                                                       fixedText(sampleRate, 0) + " Hz");
     }
 }

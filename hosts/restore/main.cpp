@@ -14,9 +14,14 @@
 #include "restore/Progress.h"
 #include "restore/Reports.h"
 #include "restore/Restoration.h"
+#include "restore/StandardStreams.h"
 
 namespace vorun::restore {
 namespace {
+
+void tell(const std::string& text) {
+    std::fprintf(stderr, "vorun-restore: %s\n", text.c_str());
+}
 
 void applyMix(Processor& processor, const MixRequest& request) {
     const BusMix mix = mixFor(processor.busNames(), request);
@@ -76,10 +81,14 @@ void restore(const Options& options, const std::string& modelPath) {
     figures.nonFiniteSamples = input.nonFiniteSamples();
     figures.wishedSubtype = wishedSubtype;
     figures.writtenSubtype = format & SF_FORMAT_SUBMASK;
+    const std::string warning = input.earlyEnd();
+    if (!warning.empty()) {
+        tell(warning);
+    }
     printRun(figures);
 }
 
-void runProgram(int argc, const char* const* argv) {
+void runOptions(int argc, const char* const* argv) {
     const std::optional<Options> options = parseOptions(argc, argv);
     if (!options) {
         return;
@@ -92,23 +101,25 @@ void runProgram(int argc, const char* const* argv) {
     }
 }
 
-ExitStatus tell(ExitStatus status, const char* text) {
-    std::fprintf(stderr, "vorun-restore: %s\n", text);
+ExitStatus fail(ExitStatus status, const char* text) {
+    tell(text);
     return status;
 }
 
 ExitStatus runAndTell(int argc, const char* const* argv) {
+    prepareStandardStreams();
     try {
-        runProgram(argc, argv);
+        runOptions(argc, argv);
+        checkPrinted();
         return ExitStatus::success;
     } catch (const HostError& error) {
-        return tell(error.status(), error.what());
+        return fail(error.status(), error.what());
     } catch (const std::bad_alloc&) {
-        return tell(ExitStatus::engineFailed, "out of memory");
+        return fail(ExitStatus::engineFailed, "out of memory");
     } catch (const std::exception& error) {
         const HostError oneLine(ExitStatus::engineFailed,
                                 std::string("the engine failed: ") + error.what());
-        return tell(oneLine.status(), oneLine.what());
+        return fail(oneLine.status(), oneLine.what());
     }
 }
 

@@ -1,6 +1,5 @@
 #include "gate/LogarithmBank.h"
 
-#include <algorithm>
 #include <cmath>
 #include <cstddef>
 
@@ -45,22 +44,6 @@ LineBank fallingLogarithm(double factor, int steps) {
     }
     bank.weight = slopeChanges(slopes);
     return bank;
-}
-
-double valueOfRising(const LineBank& bank, double x) {
-    double sum = 0.0;
-    for (std::size_t i = 0; i < bank.corner.size(); ++i) {
-        sum += double{bank.weight[i]} * std::max(0.0, x - double{bank.corner[i]});
-    }
-    return sum;
-}
-
-double valueOfFalling(const LineBank& bank, double x) {
-    double sum = 0.0;
-    for (std::size_t i = 0; i < bank.corner.size(); ++i) {
-        sum += double{bank.weight[i]} * std::max(0.0, double{bank.corner[i]} - x);
-    }
-    return sum;
 }
 
 }  // namespace vorun::gate

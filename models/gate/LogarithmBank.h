@@ -36,10 +36,4 @@ LineBank risingLogarithm(double lowest, double factor, int steps);
  */
 LineBank fallingLogarithm(double factor, int steps);
 
-/** The value that a rising bank gives at x, for checks. */
-double valueOfRising(const LineBank& bank, double x);
-
-/** The value that a falling bank gives at x, for checks. */
-double valueOfFalling(const LineBank& bank, double x);
-
 }  // namespace vorun::gate

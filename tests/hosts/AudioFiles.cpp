@@ -54,10 +54,16 @@ Recording noiseRecording(int channels, int frames, float peak, unsigned seed) {
 }
 
 void writeRecording(const std::string& path, const Recording& recording) {
+    writeRepeated(path, recording, 1);
+}
+
+void writeRepeated(const std::string& path, const Recording& recording, int times) {
     const File file = openForWriting(path, recording);
     const auto count = static_cast<sf_count_t>(recording.samples.size());
-    if (sf_write_float(file.get(), recording.samples.data(), count) != count) {
-        throw std::runtime_error("cannot write " + path);
+    for (int time = 0; time < times; ++time) {
+        if (sf_write_float(file.get(), recording.samples.data(), count) != count) {
+            throw std::runtime_error("cannot write " + path);
+        }
     }
 }
 

@@ -20,6 +20,8 @@ struct Recording {
 Recording noiseRecording(int channels, int frames, float peak = 0.9F, unsigned seed = 1);
 
 void writeRecording(const std::string& path, const Recording& recording);
+/** Writes the samples several times, one after the other, without holding them all. */
+void writeRepeated(const std::string& path, const Recording& recording, int times);
 /** Writes integers as they are, left-justified in 32 bits. */
 void writeIntegers(const std::string& path, const Recording& shape,
                    const std::vector<std::int32_t>& values);

@@ -56,17 +56,42 @@ struct Terminal {
         const rlimit limit{bytes, bytes};
         setrlimit(RLIMIT_FSIZE, &limit);
     }
-    dup2(out, STDOUT_FILENO);
+    if (out < 0) {
+        close(STDOUT_FILENO);
+    } else {
+        dup2(out, STDOUT_FILENO);
+    }
     dup2(err, STDERR_FILENO);
     execv(arguments.front(), arguments.data());
     _exit(127);
 }
 
-int waitFor(pid_t process) {
+void waitFor(pid_t process, ProcessResult& result) {
     int status = 0;
-    while (waitpid(process, &status, 0) < 0 && errno == EINTR) {
+    rusage usage{};
+    while (wait4(process, &status, 0, &usage) < 0 && errno == EINTR) {
     }
-    return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+    result.status = WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+    result.peakMemory = usage.ru_maxrss;
+}
+
+/** Below 0 for a stdout that is closed. */
+int openOut(ProcessSetup::Out kind, const std::string& file) {
+    std::array<int, 2> ends{};
+    switch (kind) {
+        case ProcessSetup::Out::closed:
+            return -1;
+        case ProcessSetup::Out::fullDevice:
+            return open("/dev/full", O_WRONLY | O_CLOEXEC);
+        case ProcessSetup::Out::closedPipe:
+            if (pipe2(ends.data(), O_CLOEXEC) != 0) {
+                throw std::runtime_error("no pipe");
+            }
+            close(ends[0]);
+            return ends[1];
+        default:
+            return openForWriting(file);
+    }
 }
 
 }  // namespace
@@ -81,7 +106,7 @@ ProcessResult runRestore(const std::vector<std::string>& arguments, const Proces
     }
     pointers.push_back(nullptr);
 
-    const int out = openForWriting(folder.file("out"));
+    const int out = openOut(setup.out, folder.file("out"));
     const int errFile = openForWriting(folder.file("err"));
     std::unique_ptr<Terminal> terminal;
     if (setup.errorsToTerminal) {
@@ -95,7 +120,9 @@ ProcessResult runRestore(const std::vector<std::string>& arguments, const Proces
     if (process == 0) {
         become(pointers, out, err, setup.fileSizeLimit);
     }
-    close(out);
+    if (out >= 0) {
+        close(out);
+    }
     close(errFile);
     if (setup.whileRunning) {
         setup.whileRunning(process);
@@ -104,7 +131,7 @@ ProcessResult runRestore(const std::vector<std::string>& arguments, const Proces
     if (terminal) {
         result.err = terminal->readAll();
     }
-    result.status = waitFor(process);
+    waitFor(process, result);
     result.out = readBytes(folder.file("out"));
     if (!terminal) {
         result.err = readBytes(folder.file("err"));

@@ -12,6 +12,8 @@ struct ProcessSetup {
     bool errorsToTerminal = false;
     /** Largest file that the process may write, in bytes; no limit if below 0. */
     long fileSizeLimit = -1;
+    /** What stdout is instead of a file whose text the result holds. */
+    enum class Out { text, fullDevice, closedPipe, closed } out = Out::text;
     /** Called with the process's id while it runs. */
     std::function<void(pid_t)> whileRunning;
 };
@@ -21,6 +23,8 @@ struct ProcessResult {
     int status = -1;
     std::string out;
     std::string err;
+    /** The most memory that the process had at once, in KiB. */
+    long peakMemory = 0;
 };
 
 /** Runs vorun-restore to its end. */

@@ -1,10 +1,28 @@
+#include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <gtest/gtest.h>
 
 #include "gate/LogarithmBank.h"
 
 namespace vorun::gate {
 namespace {
+
+double valueOfRising(const LineBank& bank, double x) {
+    double sum = 0.0;
+    for (std::size_t i = 0; i < bank.corner.size(); ++i) {
+        sum += double{bank.weight[i]} * std::max(0.0, x - double{bank.corner[i]});
+    }
+    return sum;
+}
+
+double valueOfFalling(const LineBank& bank, double x) {
+    double sum = 0.0;
+    for (std::size_t i = 0; i < bank.corner.size(); ++i) {
+        sum += double{bank.weight[i]} * std::max(0.0, double{bank.corner[i]} - x);
+    }
+    return sum;
+}
 
 /** How far the chord of a logarithm over a factor r lies below it at most. */
 double largestSag(double factor) {

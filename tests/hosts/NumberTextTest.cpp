@@ -6,6 +6,11 @@
 namespace vorun::restore {
 namespace {
 
+TEST(NumberText, OneChannelIsSingular) {
+    EXPECT_EQ(channelsText(1), "1 channel");
+    EXPECT_EQ(channelsText(2), "2 channels");
+}
+
 TEST(NumberText, ReadsWholeFiniteNumbers) {
     EXPECT_EQ(parseNumber("0"), 0.0F);
     EXPECT_EQ(parseNumber("-1.5"), -1.5F);

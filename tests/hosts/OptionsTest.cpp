@@ -96,6 +96,8 @@ TEST(Options, MissingAndSurplusFilesAreBadUsage) {
     EXPECT_EQ(statusOf({"in.wav"}), ExitStatus::badUsage);
     EXPECT_EQ(statusOf({"in.wav", "out.wav", "more.wav"}), ExitStatus::badUsage);
     EXPECT_EQ(statusOf({"in.wav", "out.wav", "--model"}), ExitStatus::badUsage);
+    EXPECT_EQ(statusOf({"--list-buses", "in.wav"}), ExitStatus::badUsage);
+    EXPECT_EQ(statusOf({"--info", "in.wav", "out.wav"}), ExitStatus::badUsage);
 }
 
 TEST(Options, QuestionsAboutTheModelNeedNoFiles) {

@@ -75,6 +75,33 @@ TEST_F(OutputFileTest, ReplacesTheFileBehindALinkAndKeepsTheLink) {
     EXPECT_EQ(readBytes(folder_.file("real.wav")), "new");
 }
 
+TEST_F(OutputFileTest, MakesTheMissingFileBehindALinkAndKeepsTheLink) {
+    std::filesystem::create_directory(folder_.file("sub"));
+    std::filesystem::create_symlink("sub/second.wav", folder_.file("first.wav"));
+    std::filesystem::create_symlink("../fresh.wav", folder_.file("sub/second.wav"));
+    OutputFile file(folder_.file("first.wav"));
+    file.write("new", 3);
+    file.commit();
+    EXPECT_TRUE(std::filesystem::is_symlink(folder_.file("first.wav")));
+    EXPECT_TRUE(std::filesystem::is_symlink(folder_.file("sub/second.wav")));
+    EXPECT_EQ(readBytes(folder_.file("fresh.wav")), "new");
+}
+
+TEST_F(OutputFileTest, FollowsAnAbsoluteLinkToAMissingFile) {
+    std::filesystem::create_symlink(folder_.file("fresh.wav"), folder_.file("link.wav"));
+    OutputFile file(folder_.file("link.wav"));
+    file.commit();
+    EXPECT_TRUE(std::filesystem::is_symlink(folder_.file("link.wav")));
+    EXPECT_TRUE(std::filesystem::is_regular_file(folder_.file("fresh.wav")));
+}
+
+TEST_F(OutputFileTest, RefusesLinksInACircle) {
+    std::filesystem::create_symlink("b.wav", folder_.file("a.wav"));
+    std::filesystem::create_symlink("a.wav", folder_.file("b.wav"));
+    EXPECT_THROW(OutputFile(folder_.file("a.wav")), HostError);
+    EXPECT_EQ(folder_.names().size(), 2U);
+}
+
 TEST_F(OutputFileTest, RefusesFoldersAndDevicesAndMissingFolders) {
     EXPECT_THROW(OutputFile(folder_.file("")), HostError);
     EXPECT_THROW(OutputFile("/dev/null"), HostError);

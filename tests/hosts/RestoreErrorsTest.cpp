@@ -1,4 +1,5 @@
 #include <filesystem>
+#include <sys/stat.h>
 
 #include "hosts/RestoreFixture.h"
 #include "restore/HostError.h"
@@ -67,6 +68,20 @@ TEST_F(RestoreErrorTest, MissingModel) {
                 ExitStatus::modelRefused, "cannot open the model");
 }
 
+TEST_F(RestoreErrorTest, ModelIsAFolder) {
+    expectError(runRestore({"--model", folder_.file(""), input_, output_}),
+                ExitStatus::modelRefused, "Is a directory");
+}
+
+TEST_F(RestoreErrorTest, PipeThatNobodyWritesIsNoModelAndNoInput) {
+    const std::string pipe = folder_.file("pipe");
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    expectedNames_.emplace_back("pipe");
+    expectError(runRestore({"--model", pipe, input_, output_}), ExitStatus::modelRefused,
+                "pipe': not a file");
+    expectError(runRestore({pipe, output_}), ExitStatus::cannotReadInput, "pipe': not a file");
+}
+
 TEST_F(RestoreErrorTest, RefusedModel) {
     writeBytes(model_, "VORUN.mode");
     expectError(run(), ExitStatus::modelRefused, "refuses");
@@ -77,7 +92,7 @@ TEST_F(RestoreErrorTest, RefusedModel) {
 TEST_F(RestoreErrorTest, ModelThatCannotRunAtTheRateOfTheInput) {
     noise_.sampleRate = 8;
     writeRecording(input_, noise_);
-    expectError(run(), ExitStatus::modelRefused, "cannot run on 1 channels at 8 Hz");
+    expectError(run(), ExitStatus::modelRefused, "cannot run on 1 channel at 8 Hz");
 }
 
 TEST_F(RestoreErrorTest, ModelThatLosesFramesIsToldInsteadOfKeepingAllAudio) {
@@ -107,6 +122,12 @@ TEST_F(RestoreErrorTest, BadValuesAndOptions) {
     expectError(run({"--residual-db", "3"}), ExitStatus::badUsage, "from -96 to 0");
     expectError(run({"--no-such"}), ExitStatus::badUsage, "--no-such");
     expectError(run({"third.wav"}), ExitStatus::badUsage, "third.wav");
+    expectError(run({"--block", "1", "--block", "2"}), ExitStatus::badUsage,
+                "--block is given more than once");
+    expectError(runRestore({"--list-buses", input_}), ExitStatus::badUsage,
+                "in.wav' has no meaning with --list-buses");
+    expectError(runRestore({"--info", input_, output_}), ExitStatus::badUsage,
+                "out.wav' has no meaning with --info");
     expectError(runRestore({}), ExitStatus::badUsage, "INPUT");
     expectError(runRestore({input_}), ExitStatus::badUsage, "OUTPUT");
 }
@@ -142,7 +163,34 @@ TEST_F(RestoreErrorTest, OutputIsAFolder) {
     expectError(run(), ExitStatus::cannotCreateOutput, "something other than a file");
 }
 
-TEST_F(RestoreErrorTest, FullDiskInEveryContainer) {
+TEST_F(RestoreErrorTest, OutputBehindALinkIsADevice) {
+    output_ = folder_.file("full.wav");
+    std::filesystem::create_symlink("/dev/full", output_);
+    expectedNames_.emplace_back("full.wav");
+    expectError(run(), ExitStatus::cannotCreateOutput, "full.wav': something other than a file");
+}
+
+TEST_F(RestoreErrorTest, OutputLinkToAMissingFolderStays) {
+    output_ = folder_.file("dangling.wav");
+    std::filesystem::create_symlink("nowhere/x.wav", output_);
+    expectedNames_.emplace_back("dangling.wav");
+    expectError(run(), ExitStatus::cannotCreateOutput, "dangling.wav': No such file");
+    EXPECT_TRUE(std::filesystem::is_symlink(output_));
+}
+
+TEST_F(RestoreErrorTest, ReportThatCannotBePrinted) {
+    for (const auto out : {ProcessSetup::Out::fullDevice, ProcessSetup::Out::closedPipe,
+                           ProcessSetup::Out::closed}) {
+        ProcessSetup setup;
+        setup.out = out;
+        for (const char* const question : {"--help", "--version", "--list-buses", "--info"}) {
+            expectError(runRestore({question}, setup), ExitStatus::writeFailed,
+                        "cannot write to the standard output: ");
+        }
+    }
+}
+
+TEST_F(RestoreErrorTest, FileSizeLimitInEveryContainer) {
     for (const char* const name : {"out.wav", "full.flac", "full.ogg", "full.aiff"}) {
         output_ = folder_.file(name);
         ProcessSetup setup;

@@ -1,3 +1,5 @@
+#include <sstream>
+
 #include "hosts/RestoreFixture.h"
 
 namespace vorun::test {
@@ -45,6 +47,13 @@ TEST_F(RestoreTest, HelpDocumentsEveryOptionAndExitStatus) {
           "\n  6 ",  "\n  7 ",           "\n  8 ",    "\n  9 ",          "\n  10 ",
           "\n  130 "}) {
         EXPECT_THAT(result.out, HasSubstr(text));
+    }
+}
+
+TEST_F(RestoreTest, HelpFitsATerminalOfEightyColumns) {
+    std::istringstream lines(runRestore({"--help"}).out);
+    for (std::string line; std::getline(lines, line);) {
+        EXPECT_LE(line.size(), 80U) << line;
     }
 }
 
