@@ -17,15 +17,14 @@
 /**
  * Creates a processor from one model file.
  *
- * @param modelPath   NUL-terminated path, passed to the platform as it is. Read during the call
- * only.
+ * @param modelPath   NUL-terminated path, passed to the platform as it is; read during the call.
  * @param numChannels channels of the stream, in and out, 1 or more. The model's own channel count
  *                    need not match: frames are averaged to mono and spread where it does not.
  * @param sampleRate  rate of the stream in Hz, above 0. Audio is not resampled: a rate other than
  *                    the model's scales the frame sizes by a power of two.
  * @return a handle that the host owns, or null when the file cannot be opened, is refused as a
  *         model, or cannot be framed at this rate and channel count.
- * @throws std::length_error "vector too long" for a negative numChannels.
+ * @throws std::length_error "vector too long" for a negative numChannels, once the model is loaded.
  */
 VORUN_FUNCTION ProcessorHandle vorunCreateProcessor(const char* modelPath, int32_t numChannels,
                                                     double sampleRate);
@@ -84,7 +83,10 @@ VORUN_FUNCTION bool vorunGetAudio(ProcessorHandle processor, float* const* chann
 VORUN_FUNCTION bool vorunGetAudioInterleaved(ProcessorHandle processor, float* samples,
                                              int32_t numSamples);
 
-/** Samples for each channel that can be pulled now. */
+/**
+ * Samples for each channel that can be pulled now: the low 32 bits of the count, so a host must not
+ * leave 2^31 samples lying.
+ */
 VORUN_FUNCTION int32_t vorunGetNumOfPendingSamples(ProcessorHandle processor);
 
 /** Buses that are mixed into the output, the residual (the last one) included. */
@@ -95,14 +97,13 @@ VORUN_FUNCTION int32_t vorunGetNumOfOutputBusses(ProcessorHandle processor);
  *
  * @param busIndex 0 up to the number of buses less 1. The number of buses itself gives an empty
  *                 name; other indices wrap around.
- * @param name     nameSize bytes, all of them written: a shorter name is followed by zeros. A name
- * of nameSize bytes or more is cut and has no terminating NUL.
+ * @param name     nameSize bytes, all of them written: a shorter name is followed by zeros, one of
+ *                 nameSize bytes or more is cut and has no terminating NUL.
  */
 VORUN_FUNCTION void vorunGetOutputBusName(ProcessorHandle processor, int32_t busIndex, char* name,
                                           int32_t nameSize);
 
-/** Fills a record about the processor and its first model. Meant for set-up, not the audio thread.
- */
+/** Fills a record about the processor and its first model. For set-up, not the audio thread. */
 VORUN_FUNCTION void vorunGetProcessorInfo(ProcessorHandle processor, VorunProcessorInfo* info);
 
 #ifdef __cplusplus

@@ -34,8 +34,10 @@ VORUN_FUNCTION void vorunDeleteModel(ModelHandle* model);
  *              product of shape.
  * @param rank  number of dimensions. Networks take 3: frames, height (feature rows), channels.
  * @param shape rank dimensions, none negative.
- * @throws std::runtime_error when a dimension is negative, when the elements cannot be counted in
- *         31 bits, or when a layer cannot take the shape.
+ * @throws std::length_error "vector too long" for a negative rank; std::runtime_error when a
+ *         dimension is negative, when the elements cannot be counted in 31 bits, when data is null
+ *         ("IPP exception: ..."), for more than 65536 frames without elements, and when a layer
+ *         cannot take the shape.
  */
 VORUN_FUNCTION void vorunAddTensor(ModelHandle* model, const float* data, int32_t rank,
                                    const int32_t* shape);

@@ -19,7 +19,7 @@ void requireHostBuffer(const void* samples) {
 
 void requireShape(const Signal32& block, std::int32_t numChannels, std::int32_t numSamples) {
     if (block.channels() < numChannels || block.length() < numSamples) {
-        throw std::runtime_error("The block is smaller than the host's buffer");
+        throw std::runtime_error("block is smaller than the host's buffer");
     }
 }
 

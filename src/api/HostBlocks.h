@@ -15,7 +15,8 @@ namespace vorun {
 Signal32 fromPlanar(const float* const* channels, std::int32_t numChannels,
                     std::int32_t numSamples);
 
-/** Undoes fromPlanar(); the channels and samples that the block lacks are not written. */
+/** Undoes fromPlanar(). Throws std::runtime_error if the block is smaller than what is asked for.
+ */
 void toPlanar(const Signal32& block, float* const* channels, std::int32_t numChannels,
               std::int32_t numSamples);
 

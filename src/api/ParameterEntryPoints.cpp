@@ -20,7 +20,9 @@ float decibelsFromLinear(float gain) {
 
 /** Never leaves the published range, whatever gain is stored. */
 float residualLevel(const vorun::VorunProcessor& processor) {
-    const auto floor = static_cast<float>(std::pow(10.0, -96.0 / 20.0));
+    // Divided in double: the quotient in float would read back a little below the range.
+    constexpr double lowest = static_cast<double>(vorun::lowestResidualLevel) / 20.0;
+    const auto floor = static_cast<float>(std::pow(10.0, lowest));
     const float gain = processor.getBusGain(residualBus);
     return decibelsFromLinear(floor > gain ? floor : std::min(1.0f, gain));
 }

@@ -15,7 +15,6 @@ enum ParameterId : std::int32_t {
 constexpr std::int32_t parameterFamilySize = 256;
 
 enum ParameterFamily : std::int32_t {
-    convenienceFamily = 0,
     busGainFamily = 1,
     busSensitivityFamily = 2,
 };

@@ -1,24 +1,16 @@
 #include "api/ProcessorState.h"
 
-#include <limits>
-
 #include "audio/ChannelLayout.h"
 
 namespace vorun {
-
-namespace {
-
-/** Each channel takes 64 bytes or more of a signal, whose block a 31-bit count measures. */
-constexpr std::int32_t mostChannels = std::numeric_limits<std::int32_t>::max() / 64;
-
-}  // namespace
 
 bool ProcessorState::create(const std::vector<std::string>& modelPaths, std::int32_t numChannels,
                             double sampleRate) {
     if (!processor.loadModels(modelPaths)) {
         return false;
     }
-    if (numChannels > mostChannels) {
+    // A layout has a record for each channel, so a count that cannot be framed must not reach it.
+    if (numChannels > 0 && !processor.canFrame(numChannels, sampleRate)) {
         return false;
     }
     ChannelLayout layout = ChannelLayout::forChannelCount(numChannels);

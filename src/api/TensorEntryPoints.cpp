@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <cstdint>
-#include <limits>
 #include <memory>
 #include <stdexcept>
 #include <vector>
@@ -15,17 +14,12 @@ using vorun::Tensor;
 
 namespace {
 
-/** Layers index by single dimensions, so each must be true, not only their product in 32 bits. */
-void requireCountable(const std::vector<int32_t>& shape) {
-    std::int64_t volume = 1;
-    for (const int32_t dimension : shape) {
-        if (dimension < 0) {
-            throw std::runtime_error("A tensor dimension is negative");
-        }
-        volume *= dimension;
-        if (volume > std::numeric_limits<int32_t>::max()) {
-            throw std::runtime_error("A tensor has too many elements");
-        }
+/** Frames that hold nothing cost the host nothing, but each costs the graph a tensor. */
+constexpr int32_t mostEmptyFrames = 65536;
+
+void requireBoundedFrames(const Tensor<float>& tensor) {
+    if (tensor.rank() > 0 && tensor.volume() == 0 && tensor.dim(0) > mostEmptyFrames) {
+        throw std::runtime_error("tensor has too many frames without elements");
     }
 }
 
@@ -48,9 +42,8 @@ void vorunDeleteModel(ModelHandle* model) {
 }
 
 void vorunAddTensor(ModelHandle* model, const float* data, int32_t rank, const int32_t* shape) {
-    const std::vector<int32_t> dimensions = shapeFrom(rank, shape);
-    requireCountable(dimensions);
-    Tensor<float> tensor(dimensions);
+    Tensor<float> tensor(shapeFrom(rank, shape));
+    requireBoundedFrames(tensor);
     vorun::copySamples(data, tensor.data(), tensor.volume());
     model->model.input->AddTensor(tensor, nullptr);
     model->result = model->model.output->TakeResult();

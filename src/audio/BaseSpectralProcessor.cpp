@@ -57,7 +57,7 @@ void BaseSpectralProcessor::reset() {
     if (inputLayout.isConfigured()) {
         // Puts output sample 0 on input sample 0.
         const Wide primer = windowSize - (Wide{synthesisShift} + 1) * hopSize;
-        inputQueue.push(Signal32(inputLayout.channelCount(), saturatedSize(primer), 0.0F));
+        inputQueue.push(Signal32(inputLayout.channelCount(), saturatedSize(primer), 0.0f));
     }
 }
 
@@ -86,7 +86,7 @@ void BaseSpectralProcessor::updateFrameSizes(std::int32_t /*newFftSize*/,
 
 // A square-root Hann pair: the squares of two frames at a distance of W / 2 sum to 1.
 void BaseSpectralProcessor::buildSymmetricWindows() {
-    const float inverseScale = 1.0F / static_cast<float>(fftSize);
+    const float inverseScale = 1.0f / static_cast<float>(fftSize);
     analysisWindow = sqrtHannWindow(inputLayout.channelCount(), windowSize);
     synthesisWindow = sqrtHannWindow(outputLayout.channelCount(), windowSize).scaled(inverseScale);
     synthesisShift = 0;
@@ -98,7 +98,7 @@ void BaseSpectralProcessor::buildSymmetricWindows() {
 void BaseSpectralProcessor::buildLowLatencyWindows() {
     const Wide twoHops = 2 * Wide{hopSize};
     analysisWindow = hannWindow(1, windowSize);
-    synthesisWindow = Signal32(1, windowSize, 0.0F);
+    synthesisWindow = Signal32(1, windowSize, 0.0f);
     synthesisWindow.writeAt(saturatedSize((windowSize - twoHops) / 2),
                             hannWindow(1, saturatedSize(twoHops)));
     synthesisWindow.divideBy(analysisWindow.scaled(static_cast<float>(windowSize)));
@@ -140,7 +140,7 @@ ComplexSignal32 BaseSpectralProcessor::analyse(const Signal32& frame) {
     if (windowSize == fftSize) {
         return fft.forward(shaped);
     }
-    Signal32 padded(shaped.channels(), fftSize, 0.0F);
+    Signal32 padded(shaped.channels(), fftSize, 0.0f);
     padded.writeAt(saturatedSize(Wide{fftSize} - windowSize), shaped);
     return fft.forward(padded);
 }

@@ -9,7 +9,7 @@ namespace vorun {
 
 namespace {
 
-constexpr const char* kShortage = "sample queue holds less than was asked for";
+constexpr const char* shortage = "sample queue holds less than was asked for";
 
 }  // namespace
 
@@ -48,7 +48,7 @@ Signal32 SampleQueue::read(std::int32_t count) {
         return {};
     }
     if (count > pendingSamples_) {
-        throw std::runtime_error(kShortage);
+        throw std::runtime_error(shortage);
     }
     Signal32 target(channels_, count);
     readInto(target);
@@ -57,7 +57,7 @@ Signal32 SampleQueue::read(std::int32_t count) {
 
 void SampleQueue::readInto(Signal32& target) {
     if (copyOut(target) < target.length()) {
-        throw std::runtime_error(kShortage);
+        throw std::runtime_error(shortage);
     }
     dropSamples(target.length());
 }
@@ -93,7 +93,7 @@ void SampleQueue::requireHeld(std::int32_t count) const {
         held += block->length();
     }
     if (held < count) {
-        throw std::runtime_error(kShortage);
+        throw std::runtime_error(shortage);
     }
 }
 

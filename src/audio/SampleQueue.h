@@ -36,7 +36,10 @@ class SampleQueue {
      */
     void peek(Signal32& target) const;
 
-    /** Consumes without copying. A count below 1 is subtracted from pendingSamples() alone. */
+    /**
+     * Consumes without copying. A count at or above pendingSamples() drops all blocks; another
+     * count below 1 is subtracted from pendingSamples() alone.
+     */
     void discard(std::int32_t count);
 
     /**

@@ -10,11 +10,11 @@ namespace vorun {
 
 namespace {
 
-constexpr std::int32_t kAlignmentBytes = 64;
+constexpr std::int32_t alignmentBytes = 64;
 
 template <class T>
 std::int32_t strideOf(std::int32_t length) {
-    constexpr std::int64_t elements = kAlignmentBytes / sizeof(T);
+    constexpr std::int64_t elements = alignmentBytes / sizeof(T);
     return saturatedSize((length + elements - 1) / elements * elements);
 }
 
@@ -39,7 +39,7 @@ SignalData<T>::SignalData(std::int32_t channelCount, std::int32_t samples)
     : length(samples),
       channels(channelCount),
       stride(strideOf<T>(samples)),
-      alignment(kAlignmentBytes),
+      alignment(alignmentBytes),
       data(allocateBlock<T>(channelCount, samples)) {}
 
 template <class T>

@@ -8,10 +8,10 @@ namespace vorun {
 
 namespace {
 
-constexpr double kTwoPi = 6.283185307179586;
+constexpr double twoPi = 6.283185307179586;
 
 double hannAt(std::int32_t n, std::int32_t length) {
-    return 0.5 - std::cos((n + 0.5) * kTwoPi / length) * 0.5;
+    return 0.5 - std::cos((n + 0.5) * twoPi / length) * 0.5;
 }
 
 template <class Shape>

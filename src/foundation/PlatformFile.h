@@ -23,7 +23,8 @@ inline constexpr std::uint32_t openAlways = 4;
 
 enum class Origin { start, current };
 
-/// Opens a file shared for reading and writing. invalidFile on failure; a directory is one.
+/// Opens a file shared for reading and writing. invalidFile on failure; a directory or a pipe
+/// by name is one.
 FileHandle createFile(const char* path, std::uint32_t access, std::uint32_t disposition) noexcept;
 
 /// Reads `count` bytes, fewer only at the end of the file, and stores how many came.

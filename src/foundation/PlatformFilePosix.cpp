@@ -49,9 +49,10 @@ int creationFlags(std::uint32_t disposition) {
     }
 }
 
-bool isDirectory(int descriptor) {
+bool isDirectoryOrPipe(int descriptor) {
     struct stat status = {};
-    return ::fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode);
+    return ::fstat(descriptor, &status) == 0 &&
+           (S_ISDIR(status.st_mode) || S_ISFIFO(status.st_mode));
 }
 
 // Repeats a read or write until all is done, the call moves nothing more, or it fails.
@@ -81,16 +82,17 @@ FileHandle createFile(const char* path, std::uint32_t access, std::uint32_t disp
     if (creation < 0) {
         return invalidFile;
     }
-    const int flags = accessFlags(access) | creation | O_CLOEXEC;
+    const int flags = accessFlags(access) | creation | O_CLOEXEC | O_NONBLOCK;
     int descriptor = -1;
     do {
+        // Without O_NONBLOCK a pipe by name would wait here for its other end.
         // The mode argument is variadic in the interface.
         descriptor = ::open(path, flags, 0666);
     } while (descriptor < 0 && errno == EINTR);
     if (descriptor < 0) {
         return invalidFile;
     }
-    if (isDirectory(descriptor)) {
+    if (isDirectoryOrPipe(descriptor)) {
         ::close(descriptor);
         return invalidFile;
     }

@@ -6,8 +6,11 @@ namespace vorun {
 
 namespace {
 
-/** The real transform has plans up to this order. */
-constexpr double longestTransform = 536870912.0;
+/**
+ * No rate of audio calls for more: it is the longest transform that a file can state, 64 times
+ * over. A damaged rate could otherwise make a small file take gigabytes.
+ */
+constexpr double longestTransform = 1048576.0;
 
 double scaled(std::int32_t size, std::int32_t scaleLog2) {
     return std::nearbyint(static_cast<double>(size) * std::pow(2.0, scaleLog2));
@@ -30,7 +33,8 @@ std::optional<FrameSizes> scaleFrameSizes(const FrameSizes& model, std::int32_t 
     const double windowSize = scaled(model.windowSize, scaleLog2);
     const double hopSize = scaled(model.hopSize, scaleLog2);
     const bool canBeFramed = hopSize >= 1.0 && windowSize >= 2.0 * hopSize &&
-                             windowSize <= fftSize && fftSize < 2.0 * longestTransform;
+                             windowSize <= fftSize && fftSize <= longestTransform &&
+                             std::fmod(fftSize, 2.0) == 0.0;
     if (!canBeFramed) {
         return std::nullopt;
     }

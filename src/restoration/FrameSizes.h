@@ -24,7 +24,7 @@ std::optional<std::int32_t> frameScaleLog2(double hostRate, double modelRate);
 /**
  * Each size times 2^scaleLog2, rounded to the nearest integer with ties to even. Empty if the
  * result cannot be framed: a hop below 1, a window below two hops or above the transform, or a
- * transform longer than any plan.
+ * transform that is odd (its spectrum does not give all of its samples back) or above 2^20.
  */
 std::optional<FrameSizes> scaleFrameSizes(const FrameSizes& model, std::int32_t scaleLog2);
 

@@ -8,7 +8,7 @@ namespace vorun {
 
 namespace {
 
-using RowOperation = IppStatus (*)(const Ipp32fc*, float*, int);
+using RowOperation = IppStatus (*)(const Ipp32fc*, float*, std::int32_t);
 
 Signal32 convertRows(const ComplexSignal32& signal, RowOperation operation) {
     const std::int32_t length = signal.length();
@@ -34,7 +34,7 @@ Signal32 phaseOf(const ComplexSignal32& signal) {
 ComplexSignal32 fromPolar(const Signal32& magnitude, const Signal32& phase) {
     const std::int32_t length = magnitude.length();
     if (phase.channels() < magnitude.channels() || phase.length() < length) {
-        throw std::runtime_error("The phase is smaller than the magnitude");
+        throw std::runtime_error("phase is smaller than the magnitude");
     }
     ComplexSignal32 result(magnitude.channels(), length);
     for (std::int32_t channel = 0; channel < magnitude.channels(); ++channel) {

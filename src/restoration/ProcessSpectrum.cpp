@@ -22,6 +22,7 @@ std::list<ComplexSignal32> VorunProcessor::processSpectrum(const ComplexSignal32
     for (NeuralModel<float>& model : models_) {
         model.enabled = isTailFillOn();
     }
+    // Not by the pool's being there: it stays when fewer models are loaded later.
     if (modelCount_ < 2) {
         evaluateInTurn(modelFrame);
     } else {

@@ -70,14 +70,14 @@ T* requireBlock(T* block) {
 void requireComplexBins(const NeuralModel<float>& model, std::int32_t binCount) {
     if (model.complexInputBins < 0 || model.complexInputBins > model.inputBins ||
         model.complexInputBins > binCount) {
-        throw std::runtime_error("The model's complex bins do not fit the frame");
+        throw std::runtime_error("complex bins of the model do not fit the frame");
     }
 }
 
 void requirePromisedShape(const NeuralModel<float>& model, const Tensor<float>& tensor) {
     if (tensor.dim(1) < featureRows(model) ||
         tensor.dim(2) < model.maskCount * model.outputChannels) {
-        throw std::runtime_error("The network's result is smaller than its header promises");
+        throw std::runtime_error("result of the network is smaller than its header promises");
     }
 }
 
@@ -87,7 +87,7 @@ void requireOneShape(const std::vector<ComplexSignal32>& frames) {
                frame.length() != frames.front().length();
     };
     if (std::any_of(frames.begin(), frames.end(), differs)) {
-        throw std::runtime_error("Frames of one tensor must have one shape");
+        throw std::runtime_error("frames of one tensor have different shapes");
     }
 }
 

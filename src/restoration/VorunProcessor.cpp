@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <limits>
 
-#include "restoration/FrameSizes.h"
-
 namespace vorun {
 
 namespace {
@@ -35,20 +33,33 @@ bool VorunProcessor::prepare(const ChannelLayout& input, const ChannelLayout& ou
     return BaseSpectralProcessor::prepare(input, output) && updateFrameParameters();
 }
 
-bool VorunProcessor::updateFrameParameters() {
+bool VorunProcessor::canFrame(std::int32_t channels, double sampleRate) const {
+    return !models_.empty() && hostFrameSizes(channels, sampleRate).has_value();
+}
+
+std::optional<FrameSizes> VorunProcessor::hostFrameSizes(std::int32_t channels,
+                                                         double sampleRate) const {
     const NeuralModel<float>& first = models_.front();
-    const auto scale = vorun::frameScaleLog2(inputLayout.sampleRate, modelOutputLayout_.sampleRate);
+    const auto scale = vorun::frameScaleLog2(sampleRate, modelOutputLayout_.sampleRate);
     if (!scale) {
-        return false;
+        return std::nullopt;
     }
     const auto sizes = scaleFrameSizes({first.fftSize, first.windowSize, first.hopSize}, *scale);
+    const std::int32_t widest = std::max({channels, first.inputChannels, first.outputChannels});
+    if (!sizes || !fitsOneBlock(sizes->fftSize, widest)) {
+        return std::nullopt;
+    }
+    return sizes;
+}
+
+bool VorunProcessor::updateFrameParameters() {
+    const std::int32_t channels = std::max(inputLayout.channelCount(), outputLayout.channelCount());
+    const auto sizes = hostFrameSizes(channels, inputLayout.sampleRate);
     if (!sizes || !modelsCanBeMixed(sizes->fftSize / 2 + 1) ||
-        lookaheadSamples(sizes->hopSize) > longestLookahead ||
-        !fitsOneBlock(sizes->fftSize,
-                      std::max(inputLayout.channelCount(), outputLayout.channelCount()))) {
+        lookaheadSamples(sizes->hopSize) > longestLookahead) {
         return false;
     }
-    frameScaleLog2_ = *scale;
+    frameScaleLog2_ = *vorun::frameScaleLog2(inputLayout.sampleRate, modelOutputLayout_.sampleRate);
     setFrameSizes(sizes->fftSize, sizes->windowSize, sizes->hopSize);
     return true;
 }

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <list>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -14,6 +15,7 @@
 #include "foundation/ThreadPool.h"
 #include "neural/NeuralModel.h"
 #include "restoration/BusValues.h"
+#include "restoration/FrameSizes.h"
 
 namespace vorun {
 
@@ -52,6 +54,12 @@ class VorunProcessor final : public BaseSpectralProcessor {
      * have, a single model with more buses than there are bus values.
      */
     bool prepare(const ChannelLayout& input, const ChannelLayout& output) override;
+
+    /**
+     * Whether prepare() could frame a stream, asked before a layout of many channels is built. Only
+     * after loadModels().
+     */
+    bool canFrame(std::int32_t channels, double sampleRate) const;
 
     /** The framing's latency plus the longest look-ahead of the models, in samples at host rate. */
     std::int32_t getLatency(std::int32_t blockSize) const override;
@@ -97,10 +105,11 @@ class VorunProcessor final : public BaseSpectralProcessor {
     using FrameQueue = std::list<ComplexSignal32>;
     using ModelOutputs = std::vector<ComplexSignal32>;
 
-    bool agreesWithEarlierModels(const NeuralModel<float>& model);
+    bool agreesInChannels(const NeuralModel<float>& model);
     /** Frames anew for a host that was set before the models; without models audio passes by. */
     bool reframe();
     bool modelsCanBeMixed(std::int32_t hostBins) const;
+    std::optional<FrameSizes> hostFrameSizes(std::int32_t channels, double sampleRate) const;
     bool updateFrameParameters();
     std::int64_t lookaheadSamples(std::int32_t hop) const;
     void clearQueues();

@@ -84,6 +84,7 @@ std::size_t peakBytes() {
 #define VORUN_METER_VISIBLE __attribute__((visibility("default")))
 
 // The C library's own entry points, which it exports for such replacements.
+// NOLINTBEGIN(bugprone-reserved-identifier): the names are the C library's.
 extern "C" {
 void* __libc_malloc(std::size_t bytes);
 void* __libc_calloc(std::size_t count, std::size_t bytes);
@@ -91,6 +92,7 @@ void* __libc_realloc(void* block, std::size_t bytes);
 void* __libc_memalign(std::size_t alignment, std::size_t bytes);
 void __libc_free(void* block);
 }
+// NOLINTEND(bugprone-reserved-identifier)
 
 namespace {
 

@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "api/AllocationMeter.h"
+#include "api/BoundedFileTest.h"
 #include "api/ExerciseFile.h"
 #include "api/TestModels.h"
 
@@ -61,23 +62,10 @@ std::vector<ValidFile> validFiles() {
     };
 }
 
-class DamagedFile : public testing::TestWithParam<ValidFile> {
-  protected:
-    /** Runs one form of the file and compares its memory with the bounds. */
-    Exercise checked(const std::vector<std::uint8_t>& bytes) {
-        file_.rewrite(bytes);
-        const Exercise exercise = exerciseFile(file_);
-        EXPECT_LE(exercise.loadBytes, loadBound(bytes.size()));
-        EXPECT_LE(exercise.tensorBytes, tensorBound(bytes.size()));
-        EXPECT_LE(exercise.audioBytes, audioBound(bytes.size()));
-        return exercise;
-    }
-
-    TemporaryFile file_{{}};
-};
+class DamagedFile : public BoundedFileTest, public testing::WithParamInterface<ValidFile> {};
 
 TEST_P(DamagedFile, LoadsWhileItIsWhole) {
-    const Exercise exercise = checked(GetParam().bytes);
+    const Exercise exercise = expectBounded(GetParam().bytes);
     EXPECT_TRUE(exercise.modelLoaded);
     EXPECT_TRUE(exercise.processorCreated);
 }
@@ -88,7 +76,7 @@ TEST_P(DamagedFile, WithAnyByteChangedIsRefusedOrRunsInBounds) {
             SCOPED_TRACE(testing::Message() << "byte " << position << " is " << value);
             std::vector<std::uint8_t> bytes = GetParam().bytes;
             bytes[position] = static_cast<std::uint8_t>(value);
-            checked(bytes);
+            expectBounded(bytes);
         }
     }
 }
@@ -97,7 +85,8 @@ TEST_P(DamagedFile, CutAtAnyLengthIsRefused) {
     for (std::size_t length = 0; length < GetParam().bytes.size(); ++length) {
         SCOPED_TRACE(testing::Message() << "cut at " << length);
         const auto begin = GetParam().bytes.begin();
-        const Exercise exercise = checked({begin, begin + static_cast<std::ptrdiff_t>(length)});
+        const Exercise exercise =
+            expectBounded({begin, begin + static_cast<std::ptrdiff_t>(length)});
         EXPECT_FALSE(exercise.modelLoaded);
         EXPECT_FALSE(exercise.processorCreated);
     }

@@ -4,10 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "api/AllocationMeter.h"
 #include "api/ApiModel.h"
 #include "api/ApiProcessor.h"
-#include "api/ExerciseFile.h"
+#include "api/BoundedFileTest.h"
 #include "api/TestModels.h"
 
 namespace vorun::apitest {
@@ -16,19 +15,22 @@ namespace {
 constexpr std::int32_t huge = std::numeric_limits<std::int32_t>::max();
 constexpr std::int32_t lowest = std::numeric_limits<std::int32_t>::min();
 
-/** Runs a file that promises what it does not hold; the promise must not be believed. */
-Exercise expectBounded(const std::vector<std::uint8_t>& bytes) {
-    const TemporaryFile file(bytes);
-    const Exercise exercise = exerciseFile(file);
-    EXPECT_LE(exercise.loadBytes, loadBound(bytes.size()));
-    EXPECT_LE(exercise.tensorBytes, tensorBound(bytes.size()));
-    EXPECT_LE(exercise.audioBytes, audioBound(bytes.size()));
-    return exercise;
-}
-
-Exercise expectBounded(const writer::ConvRecord& record) {
-    return expectBounded(TestModel{frameHeader(16, 16, 8), {record}}.bytes());
-}
+/** Files that promise what they do not hold; the promise must not be believed. */
+class LyingFile : public BoundedFileTest {
+  protected:
+    using BoundedFileTest::expectBounded;
+    Exercise expectBounded(const writer::ConvRecord& record) {
+        return expectBounded(TestModel{frameHeader(16, 16, 8), {record}}.bytes());
+    }
+};
+using LyingStrings = LyingFile;
+using LyingTensors = LyingFile;
+using LyingStrides = LyingFile;
+using LyingCounts = LyingFile;
+using LyingNames = LyingFile;
+using ADeepGraph = LyingFile;
+using LyingHeaders = LyingFile;
+using LyingResults = LyingFile;
 
 std::vector<std::uint8_t> littleEndian(std::int32_t value) {
     const auto word = static_cast<std::uint32_t>(value);
@@ -44,7 +46,7 @@ std::vector<std::uint8_t> withInteger(std::vector<std::uint8_t> bytes, std::size
     return bytes;
 }
 
-TEST(LyingStrings, OfAnyLengthAreRefused) {
+TEST_F(LyingStrings, OfAnyLengthAreRefused) {
     const std::vector<std::uint8_t> bytes = TestModel{frameHeader(16, 16, 8), {}}.bytes();
     // The tag's length is the first field; the first bus name follows 4 + 11 + 21 bytes later.
     for (const std::size_t position : {std::size_t{0}, std::size_t{4 + 11 + 21}}) {
@@ -55,7 +57,7 @@ TEST(LyingStrings, OfAnyLengthAreRefused) {
     }
 }
 
-TEST(LyingTensors, LargerThanTheFileAreRefusedBeforeMemoryIsTaken) {
+TEST_F(LyingTensors, LargerThanTheFileAreRefusedBeforeMemoryIsTaken) {
     for (const Shape& shape :
          {Shape{huge, 1, 1, 1}, Shape{1 << 28, 1, 1, 1}, Shape{1, 1, 1, 1 << 24},
           Shape{1, 1, 1000, 1000}, Shape{1, 1, 1, 64}, Shape{1, huge, huge, 1}}) {
@@ -68,7 +70,7 @@ TEST(LyingTensors, LargerThanTheFileAreRefusedBeforeMemoryIsTaken) {
     }
 }
 
-TEST(LyingTensors, OfUndefinedElementsStayBounded) {
+TEST_F(LyingTensors, OfUndefinedElementsStayBounded) {
     for (const Shape& shape : {Shape{huge, 1, 1, 1}, Shape{1, 1, 1, 1 << 24},
                                Shape{1, 1, 4096, 4096}, Shape{1, 1 << 22, 1, 1}}) {
         writer::ConvRecord record = constantStage(1, {1.0F});
@@ -79,7 +81,7 @@ TEST(LyingTensors, OfUndefinedElementsStayBounded) {
     }
 }
 
-TEST(LyingTensors, WhoseVolumeOverflowsStayBounded) {
+TEST_F(LyingTensors, WhoseVolumeOverflowsStayBounded) {
     for (const Shape& shape :
          {Shape{65536, 65536, 1, 1}, Shape{65536, 32768, 1, 1}, Shape{huge, huge, huge, huge},
           Shape{1 << 30, 4, 1, 1}, Shape{65537, 65536, 1, 1}, Shape{lowest, lowest, 1, 1}}) {
@@ -91,7 +93,7 @@ TEST(LyingTensors, WhoseVolumeOverflowsStayBounded) {
     }
 }
 
-TEST(LyingTensors, WithNegativeDimensionsStayBounded) {
+TEST_F(LyingTensors, WithNegativeDimensionsStayBounded) {
     for (const Shape& shape :
          {Shape{1, 1, -1, -1}, Shape{-1, -1, 1, 1}, Shape{-1, 1, 1, -1}, Shape{-1, 1, 1, 1},
           Shape{1, -1, 1, 1}, Shape{1, 1, 1, -1}, Shape{lowest, 1, 1, 1}, Shape{1, -1, -1, 1}}) {
@@ -103,7 +105,7 @@ TEST(LyingTensors, WithNegativeDimensionsStayBounded) {
     }
 }
 
-TEST(LyingTensors, WithoutElementsButHugeDimensionsStayBounded) {
+TEST_F(LyingTensors, WithoutElementsButHugeDimensionsStayBounded) {
     for (const Shape& shape :
          {Shape{huge, 0, 1, 1}, Shape{1 << 24, 0, 1, 1}, Shape{0, huge, 1, 1}, Shape{1, 0, huge, 1},
           Shape{1, 0, 1, huge}, Shape{1, 0, 1, 1 << 26}, Shape{1, 1, 0, 1 << 26},
@@ -124,7 +126,7 @@ TEST(LyingTensors, WithoutElementsButHugeDimensionsStayBounded) {
     }
 }
 
-TEST(LyingTensors, OfOddRanksStayBounded) {
+TEST_F(LyingTensors, OfOddRanksStayBounded) {
     const Shape shapes[] = {{},
                             {1},
                             {2, 1},
@@ -142,7 +144,7 @@ TEST(LyingTensors, OfOddRanksStayBounded) {
     }
 }
 
-TEST(LyingTensors, ABiasShorterThanItsRowStaysBounded) {
+TEST_F(LyingTensors, ABiasShorterThanItsRowStaysBounded) {
     for (const Shape& shape : {Shape{1}, Shape{3}, Shape{1, 1, 2}}) {
         writer::ConvRecord record = constantStage(1, {1.0F, 2.0F, 3.0F, 4.0F});
         record.bias.shape = shape;
@@ -151,7 +153,7 @@ TEST(LyingTensors, ABiasShorterThanItsRowStaysBounded) {
     }
 }
 
-TEST(LyingTensors, ALongerBiasLeavesItsTailAside) {
+TEST_F(LyingTensors, ALongerBiasLeavesItsTailAside) {
     writer::ConvRecord record = constantStage(1, {1.0F, 2.0F});
     record.bias = {{5}, {1.0F, 2.0F, 3.0F, 4.0F, 5.0F}};
     const TemporaryModel file(TestModel{frameHeader(16, 16, 8), {record}});
@@ -160,7 +162,7 @@ TEST(LyingTensors, ALongerBiasLeavesItsTailAside) {
     EXPECT_EQ(model.run({{1, 1, 1}, {9.0F}}).values, (std::vector<float>{1.0F, 2.0F}));
 }
 
-TEST(LyingStrides, OfZeroAndBelowStayBounded) {
+TEST_F(LyingStrides, OfZeroAndBelowStayBounded) {
     for (const int value : {0, -1, -2, -128, 127}) {
         for (int field = 0; field < 5; ++field) {
             writer::ConvRecord record = randomStage({3, 3, 1, 1}, 4);
@@ -173,7 +175,7 @@ TEST(LyingStrides, OfZeroAndBelowStayBounded) {
     }
 }
 
-TEST(LyingStrides, AReservedParameterIsNotRead) {
+TEST_F(LyingStrides, AReservedParameterIsNotRead) {
     for (const int value : {0, -1, 127, -128}) {
         writer::ConvRecord record = copyStage(1, 1, 2.0F);
         record.reservedParameter = static_cast<std::int8_t>(value);
@@ -184,14 +186,14 @@ TEST(LyingStrides, AReservedParameterIsNotRead) {
     }
 }
 
-TEST(LyingCounts, MoreLayersThanTheFileHoldsAreRefused) {
+TEST_F(LyingCounts, MoreLayersThanTheFileHoldsAreRefused) {
     for (const std::int32_t count : {1, 2, 1000, huge}) {
         writer::ModelWriter file(frameHeader(16, 16, 8));
         EXPECT_FALSE(expectBounded(file.setLayerCount(count).bytes()).modelLoaded) << count;
     }
 }
 
-TEST(LyingNames, GivenTwiceStayBounded) {
+TEST_F(LyingNames, GivenTwiceStayBounded) {
     writer::ModelWriter held(frameHeader(16, 16, 8));
     held.addActivation("a", "input", writer::LayerType::relu)
         .addActivation("b", "a", writer::LayerType::relu)
@@ -210,7 +212,7 @@ TEST(LyingNames, GivenTwiceStayBounded) {
     expectBounded(itself.bytes());
 }
 
-TEST(LyingNames, OfTheGraphsEndsStayBounded) {
+TEST_F(LyingNames, OfTheGraphsEndsStayBounded) {
     for (const char* name : {"input", "output"}) {
         for (const char* source : {"input", "output"}) {
             writer::ModelWriter file(frameHeader(16, 16, 8));
@@ -222,7 +224,7 @@ TEST(LyingNames, OfTheGraphsEndsStayBounded) {
     }
 }
 
-TEST(ADeepGraph, OfManyLayersRuns) {
+TEST_F(ADeepGraph, OfManyLayersRuns) {
     writer::ModelWriter file(frameHeader(16, 16, 8));
     std::string last = "input";
     for (int i = 0; i < 500; ++i) {
@@ -233,7 +235,7 @@ TEST(ADeepGraph, OfManyLayersRuns) {
     EXPECT_TRUE(expectBounded(file.setOutputSource(last).bytes()).modelLoaded);
 }
 
-TEST(LyingHeaders, WithNegativeBinCountsStayBounded) {
+TEST_F(LyingHeaders, WithNegativeBinCountsStayBounded) {
     for (const int count : {-1, -17, -32768, 32767}) {
         TestModel plain{frameHeader(16, 16, 8), {}};
         plain.header.inputBins = static_cast<std::int16_t>(count);
@@ -246,7 +248,7 @@ TEST(LyingHeaders, WithNegativeBinCountsStayBounded) {
     }
 }
 
-TEST(LyingHeaders, WithATransformThatIsNoPowerOfTwoStayBounded) {
+TEST_F(LyingHeaders, WithATransformThatIsNoPowerOfTwoStayBounded) {
     for (const int size : {3, 5, 15, 17, 24, 31, 33, 48, 1000, 32767}) {
         TestModel model = constantMasks(frameHeader(size, 2, 1), {0.5F});
         expectBounded(model.bytes());
@@ -267,7 +269,7 @@ void expectRaisesWhileDecoding(const TestModel& model) {
     EXPECT_THROW(processor.push(input), std::runtime_error);
 }
 
-TEST(LyingResults, OfFewerRowsThanTheHeaderPromisesRaise) {
+TEST_F(LyingResults, OfFewerRowsThanTheHeaderPromisesRaise) {
     TestModel model = constantMasks(frameHeader(32, 32, 16), {0.5F});
     std::get<writer::ConvRecord>(model.network[0]).heightStride = 2;
     expectRaisesWhileDecoding(model);
@@ -276,7 +278,7 @@ TEST(LyingResults, OfFewerRowsThanTheHeaderPromisesRaise) {
     expectRaisesWhileDecoding(split);
 }
 
-TEST(LyingResults, OfFewerChannelsThanTheHeaderPromisesRaise) {
+TEST_F(LyingResults, OfFewerChannelsThanTheHeaderPromisesRaise) {
     TestModel masks = constantMasks(frameHeader(32, 32, 16, 1, 1, 3), {0.5F});
     masks.network = {constantStage(1, {0.5F, 0.5F})};
     expectRaisesWhileDecoding(masks);

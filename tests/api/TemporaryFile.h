@@ -4,23 +4,23 @@
 #include <string>
 #include <vector>
 
+#include "support/ScratchFolder.h"
+
 namespace vorun::apitest {
 
-/** A file of its own name in the system's folder for temporary files, deleted with the object. */
+/** A file in a folder of its own, gone with the object. */
 class TemporaryFile {
   public:
-    explicit TemporaryFile(const std::vector<std::uint8_t>& bytes);
-    ~TemporaryFile();
-    TemporaryFile(const TemporaryFile&) = delete;
-    TemporaryFile& operator=(const TemporaryFile&) = delete;
+    explicit TemporaryFile(const std::vector<std::uint8_t>& bytes) { rewrite(bytes); }
 
     /** Replaces the content; the name stays. */
-    void rewrite(const std::vector<std::uint8_t>& bytes) const;
+    void rewrite(const std::vector<std::uint8_t>& bytes) const { folder_.write("file", bytes); }
 
     const std::string& path() const { return path_; }
 
   private:
-    std::string path_;
+    test::ScratchFolder folder_;
+    std::string path_ = folder_.path("file");
 };
 
 }  // namespace vorun::apitest

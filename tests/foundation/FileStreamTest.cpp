@@ -1,7 +1,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
 #include <limits>
 #include <memory>
@@ -10,12 +9,10 @@
 #include <type_traits>
 
 #include "foundation/FileStream.h"
+#include "support/ScratchFolder.h"
 
 #ifndef _WIN32
-#include <chrono>
 #include <fcntl.h>
-#include <sys/stat.h>
-#include <thread>
 #include <unistd.h>
 #endif
 
@@ -42,22 +39,11 @@ std::string failureOf(Call call) {
 // Each test has a folder of its own, with a file of the bytes 0 to 9.
 class FileStreamTest : public testing::Test {
   protected:
-    void SetUp() override {
-        const auto* const info = testing::UnitTest::GetInstance()->current_test_info();
-        folder = std::filesystem::temp_directory_path() /
-                 ("vorun_file_stream_" + std::string(info->name()));
-        std::filesystem::remove_all(folder);
-        std::filesystem::create_directories(folder);
-        std::ofstream file(path("ten"), std::ios::binary);
-        for (char byte = 0; byte < 10; ++byte) {
-            file.put(byte);
-        }
-    }
-    void TearDown() override { std::filesystem::remove_all(folder); }
+    void SetUp() override { folder.write("ten", {0, 1, 2, 3, 4, 5, 6, 7, 8, 9}); }
 
-    std::string path(const std::string& name) const { return (folder / name).string(); }
+    std::string path(const std::string& name) const { return folder.path(name); }
 
-    std::filesystem::path folder;
+    test::ScratchFolder folder;
 };
 
 TEST_F(FileStreamTest, JoinsAnInputAndAnOutputStream) {
@@ -280,8 +266,8 @@ TEST_F(FileStreamTest, UnknownAccessModeOpensForQuestionsOnly) {
 
 TEST_F(FileStreamTest, DirectoryIsNotOpened) {
     FileStream stream;
-    EXPECT_FALSE(stream.Open(folder.string(), forReading, mustExist));
-    EXPECT_FALSE(stream.Open(folder.string(), forBoth, madeIfMissing));
+    EXPECT_FALSE(stream.Open(folder.path(), forReading, mustExist));
+    EXPECT_FALSE(stream.Open(folder.path(), forBoth, madeIfMissing));
 }
 
 #ifndef _WIN32
@@ -315,26 +301,6 @@ TEST_F(FileStreamTest, DescriptorZeroIsAFileLikeAnyOther) {
         ::dup2(kept, 0);
         ::close(kept);
     }
-}
-
-TEST_F(FileStreamTest, OneReadCollectsWhatThePlatformDeliversInParts) {
-    ASSERT_EQ(::mkfifo(path("pipe").c_str(), 0600), 0);
-    std::thread writer([name = path("pipe")] {
-        FileStream output;
-        ASSERT_TRUE(output.Open(name, forWriting, mustExist));
-        for (const char* part : {"ab", "cd", "e"}) {
-            output.Write(part, static_cast<std::uint32_t>(std::string(part).size()));
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        }
-    });
-    FileStream stream;
-    ASSERT_TRUE(stream.Open(path("pipe"), forReading, mustExist));
-    char bytes[8] = {};
-    EXPECT_EQ(stream.Read(bytes, 8), 5U);
-    EXPECT_EQ(std::string(bytes), "abcde");
-    EXPECT_EQ(failureOf([&] { stream.GetPosition(); }),
-              "Unable to get file position from WIN32 API");
-    writer.join();
 }
 
 #endif

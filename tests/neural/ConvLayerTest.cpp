@@ -9,6 +9,7 @@
 namespace vorun {
 namespace {
 
+using test::convRecord;
 using test::countingTensor;
 using test::evaluate;
 using test::FloatTensor;
@@ -47,17 +48,8 @@ class ConvLayerTest : public testing::Test {
     NeuralModel<float> model_;
 };
 
-ConvRecord record(Shape shape, std::vector<float> weights, const std::vector<float>& bias = {}) {
-    ConvRecord result;
-    result.weights = {std::move(shape), std::move(weights)};
-    if (!bias.empty()) {
-        result.bias = {{static_cast<std::int32_t>(bias.size())}, bias};
-    }
-    return result;
-}
-
 TEST_F(ConvLayerTest, TimeStrideTwoGivesEverySecondFrameAndATickForTheOthers) {
-    ConvRecord conv = record({1, 1, 1, 1}, {1});
+    ConvRecord conv = convRecord({1, 1, 1, 1}, {1});
     conv.timeStride = 2;
     load(conv);
     for (const float value : {0.0F, 1.0F, 2.0F, 3.0F, 4.0F}) {
@@ -69,7 +61,7 @@ TEST_F(ConvLayerTest, TimeStrideTwoGivesEverySecondFrameAndATickForTheOthers) {
 }
 
 TEST_F(ConvLayerTest, LookaheadSwallowsFramesWithTicksWhileTheRingFills) {
-    ConvRecord conv = record({4, 1, 1, 1}, {1000, 100, 10, 1});
+    ConvRecord conv = convRecord({4, 1, 1, 1}, {1000, 100, 10, 1});
     conv.lookahead = 3;
     load(conv);
     for (const float value : {1.0F, 2.0F, 3.0F}) {
@@ -80,7 +72,7 @@ TEST_F(ConvLayerTest, LookaheadSwallowsFramesWithTicksWhileTheRingFills) {
 }
 
 TEST_F(ConvLayerTest, LookaheadSetsThePhaseOfTheTimeStride) {
-    ConvRecord conv = record({1, 1, 1, 1}, {1});
+    ConvRecord conv = convRecord({1, 1, 1, 1}, {1});
     conv.lookahead = 3;
     conv.timeStride = 2;
     load(conv);
@@ -93,7 +85,7 @@ TEST_F(ConvLayerTest, LookaheadSetsThePhaseOfTheTimeStride) {
 }
 
 TEST_F(ConvLayerTest, NegativeLookaheadOnlyShiftsThePhase) {
-    ConvRecord conv = record({1, 1, 1, 1}, {1});
+    ConvRecord conv = convRecord({1, 1, 1, 1}, {1});
     conv.lookahead = -2;
     conv.timeStride = 3;
     load(conv);
@@ -104,7 +96,7 @@ TEST_F(ConvLayerTest, NegativeLookaheadOnlyShiftsThePhase) {
 }
 
 TEST_F(ConvLayerTest, DilationTwoReadsTheFramesFourTwoAndZeroBack) {
-    ConvRecord conv = record({3, 1, 1, 1}, {100, 10, 1});
+    ConvRecord conv = convRecord({3, 1, 1, 1}, {100, 10, 1});
     conv.timeDilation = 2;
     load(conv);
     for (const float value : {1.0F, 2.0F, 3.0F, 4.0F}) {
@@ -115,7 +107,7 @@ TEST_F(ConvLayerTest, DilationTwoReadsTheFramesFourTwoAndZeroBack) {
 }
 
 TEST_F(ConvLayerTest, DilationZeroWithOneHistoryRowMeetsTheCurrentFrameWithEveryTap) {
-    ConvRecord conv = record({3, 1, 1, 1}, {100, 10, 1});
+    ConvRecord conv = convRecord({3, 1, 1, 1}, {100, 10, 1});
     conv.timeDilation = 0;
     load(conv);
     EXPECT_THAT(runValue(2), ElementsAre(222));
@@ -123,14 +115,14 @@ TEST_F(ConvLayerTest, DilationZeroWithOneHistoryRowMeetsTheCurrentFrameWithEvery
 }
 
 TEST_F(ConvLayerTest, NegativeDilationOfASingleTapComputes) {
-    ConvRecord conv = record({1, 1, 1, 1}, {2});
+    ConvRecord conv = convRecord({1, 1, 1, 1}, {2});
     conv.timeDilation = -1;
     load(conv);
     EXPECT_THAT(runValue(2), ElementsAre(4));
 }
 
 TEST_F(ConvLayerTest, FirstFrameAfterResetSeesZerosForOlderTaps) {
-    load(record({2, 1, 1, 1}, {10, 1}));
+    load(convRecord({2, 1, 1, 1}, {10, 1}));
     runValue(7);
     EXPECT_THAT(runValue(1), ElementsAre(71));
     model_.Reset();
@@ -138,26 +130,26 @@ TEST_F(ConvLayerTest, FirstFrameAfterResetSeesZerosForOlderTaps) {
 }
 
 TEST_F(ConvLayerTest, ResetBeforeTheFirstFrameChangesNothing) {
-    load(record({2, 1, 1, 1}, {10, 1}));
+    load(convRecord({2, 1, 1, 1}, {10, 1}));
     model_.Reset();
     EXPECT_THAT(runValue(7), ElementsAre(7));
     EXPECT_THAT(runValue(1), ElementsAre(71));
 }
 
 TEST_F(ConvLayerTest, HeightKernelThreeIsCentredAndKeepsTheHeight) {
-    load(record({1, 3, 1, 1}, {100, 10, 1}));
+    load(convRecord({1, 3, 1, 1}, {100, 10, 1}));
     EXPECT_THAT(runColumn({1, 2, 3}), ElementsAre(12, 123, 230));
 }
 
 TEST_F(ConvLayerTest, HeightKernelFourWithStrideTwoStartsOneBinEarlyAndHalvesTheHeight) {
-    ConvRecord conv = record({1, 4, 1, 1}, {1000, 100, 10, 1});
+    ConvRecord conv = convRecord({1, 4, 1, 1}, {1000, 100, 10, 1});
     conv.heightStride = 2;
     load(conv);
     EXPECT_THAT(runColumn({1, 2, 3, 4}), ElementsAre(123, 2340));
 }
 
 TEST_F(ConvLayerTest, HeightStrideAboveTheKernelStartsAtBinZero) {
-    ConvRecord conv = record({1, 1, 1, 1}, {1});
+    ConvRecord conv = convRecord({1, 1, 1, 1}, {1});
     conv.heightStride = 2;
     load(conv);
     EXPECT_THAT(runColumn({1, 2, 3, 4}), ElementsAre(1, 3));
@@ -165,91 +157,91 @@ TEST_F(ConvLayerTest, HeightStrideAboveTheKernelStartsAtBinZero) {
 
 TEST_F(ConvLayerTest, HeightStrideFarAboveTheKernelTruncatesTowardZero) {
     // (1 - 4) / 2 is -1, so the kernel stands on the second bin of each four.
-    ConvRecord conv = record({1, 1, 1, 1}, {1});
+    ConvRecord conv = convRecord({1, 1, 1, 1}, {1});
     conv.heightStride = 4;
     load(conv);
     EXPECT_THAT(runColumn({1, 2, 3, 4, 5, 6, 7, 8}), ElementsAre(2, 6));
 }
 
 TEST_F(ConvLayerTest, HeightThatTheStrideDoesNotDivideDropsTheLastBins) {
-    ConvRecord conv = record({1, 1, 1, 1}, {1});
+    ConvRecord conv = convRecord({1, 1, 1, 1}, {1});
     conv.heightStride = 2;
     load(conv);
     EXPECT_THAT(runColumn({1, 2, 3, 4, 5}), ElementsAre(1, 3));
 }
 
 TEST_F(ConvLayerTest, HeightBelowTheStrideGivesTensorsWithoutBins) {
-    ConvRecord conv = record({1, 1, 1, 1}, {1});
+    ConvRecord conv = convRecord({1, 1, 1, 1}, {1});
     conv.heightStride = 2;
     load(conv);
     EXPECT_EQ(run(countingTensor({1, 1, 1})).shape(), (Shape{1, 0, 1}));
 }
 
 TEST_F(ConvLayerTest, OneInputChannelIsTheOrdinaryPath) {
-    load(record({1, 1, 1, 3}, {1, 10, 100}));
+    load(convRecord({1, 1, 1, 3}, {1, 10, 100}));
     EXPECT_THAT(runValue(2), ElementsAre(2, 20, 200));
 }
 
 TEST_F(ConvLayerTest, ChannelsAreMixedByTheWeightMatrix) {
-    load(record({1, 1, 2, 3}, {1, 10, 100, 2, 20, 200}));
+    load(convRecord({1, 1, 2, 3}, {1, 10, 100, 2, 20, 200}));
     EXPECT_THAT(valuesOf(run(makeTensor({1, 1, 2}, {1, 3}))), ElementsAre(7, 70, 700));
 }
 
 TEST_F(ConvLayerTest, DepthwiseMeetsEachChannelWithItsOwnWeight) {
-    load(record({1, 1, 1, 3}, {1, 10, 100}));
+    load(convRecord({1, 1, 1, 3}, {1, 10, 100}));
     EXPECT_THAT(valuesOf(run(makeTensor({1, 1, 3}, {2, 3, 4}))), ElementsAre(2, 30, 400));
 }
 
 TEST_F(ConvLayerTest, DepthwiseWithMoreOutputChannelsRepeatsEachInputChannelSideBySide) {
-    load(record({1, 1, 1, 4}, {1, 10, 100, 1000}));
+    load(convRecord({1, 1, 1, 4}, {1, 10, 100, 1000}));
     EXPECT_THAT(valuesOf(run(makeTensor({1, 2, 2}, {2, 3, 4, 5}))),
                 ElementsAre(2, 20, 300, 3000, 4, 40, 500, 5000));
 }
 
 TEST_F(ConvLayerTest, RepeatedChannelsComeFromTheFirstFrameOfACallOnly) {
-    load(record({1, 1, 1, 4}, {1, 1, 1, 1}));
+    load(convRecord({1, 1, 1, 4}, {1, 1, 1, 1}));
     const FloatTensor result = run(makeTensor({2, 1, 2}, {2, 3, 8, 9}));
     EXPECT_THAT(valuesOf(result), ElementsAre(2, 2, 3, 3, 2, 2, 3, 3));
 }
 
 TEST_F(ConvLayerTest, DepthwiseWithAsManyChannelsTakesEachFrameOfACall) {
-    load(record({1, 1, 1, 2}, {1, 1}));
+    load(convRecord({1, 1, 1, 2}, {1, 1}));
     EXPECT_THAT(valuesOf(run(makeTensor({2, 1, 2}, {2, 3, 8, 9}))), ElementsAre(2, 3, 8, 9));
 }
 
 TEST_F(ConvLayerTest, BiasStandsInEveryBinAndWithoutBiasSumsStartFromZero) {
-    load(record({1, 1, 1, 2}, {0, 0}, {5, 6}));
+    load(convRecord({1, 1, 1, 2}, {0, 0}, {5, 6}));
     EXPECT_THAT(runColumn({1, 2}), ElementsAre(5, 6, 5, 6));
-    load(record({1, 1, 1, 2}, {0, 0}));
+    load(convRecord({1, 1, 1, 2}, {0, 0}));
     EXPECT_THAT(runColumn({1, 2}), ElementsAre(0, 0, 0, 0));
 }
 
 TEST_F(ConvLayerTest, BiasMayBeLongerThanTheChannels) {
-    load(record({1, 1, 1, 1}, {1}, {5, 6, 7}));
+    load(convRecord({1, 1, 1, 1}, {1}, {5, 6, 7}));
     EXPECT_THAT(runColumn({1, 2}), ElementsAre(6, 7));
 }
 
 TEST_F(ConvLayerTest, SumRunsFromBiasOverTimeThenBinsThenChannelsInSinglePrecision) {
     // 2^24 swallows a following 1, so that only sums in the stated order give these values.
     const float big = 16777216.0F;
-    load(record({2, 1, 1, 1}, {big, -big}, {1}));
+    load(convRecord({2, 1, 1, 1}, {big, -big}, {1}));
     runValue(1);
     EXPECT_THAT(runValue(1), ElementsAre(0));
-    load(record({1, 1, 2, 1}, {1, -big}, {big}));
+    load(convRecord({1, 1, 2, 1}, {1, -big}, {big}));
     EXPECT_THAT(valuesOf(run(makeTensor({1, 1, 2}, {1, 1}))), ElementsAre(0));
-    load(record({1, 2, 1, 1}, {1, -big}, {big}));
+    load(convRecord({1, 2, 1, 1}, {1, -big}, {big}));
     EXPECT_THAT(runColumn({1, 1}), ElementsAre(0, big));
 }
 
 TEST_F(ConvLayerTest, SeveralFramesInOneCallGiveOneTensorEach) {
-    load(record({1, 1, 1, 1}, {1}));
+    load(convRecord({1, 1, 1, 1}, {1}));
     run(countingTensor({3, 1, 1}));
     EXPECT_THAT(recorder_.shapes, ElementsAre(Shape{1, 1, 1}, Shape{1, 1, 1}, Shape{1, 1, 1}));
     EXPECT_EQ(recorder_.lastSource, layerNamed(model_, "conv").get());
 }
 
 TEST_F(ConvLayerTest, ResultOfACallIsTrueWhenAnyFrameReachesTheOutput) {
-    ConvRecord conv = record({1, 1, 1, 1}, {1});
+    ConvRecord conv = convRecord({1, 1, 1, 1}, {1});
     conv.timeStride = 2;
     load(conv);
     EXPECT_TRUE(model_.input->AddTensor(countingTensor({2, 1, 1}), nullptr));
@@ -258,32 +250,32 @@ TEST_F(ConvLayerTest, ResultOfACallIsTrueWhenAnyFrameReachesTheOutput) {
 }
 
 TEST_F(ConvLayerTest, EmptyInputDoesNothingAndDoesNotFixTheHeight) {
-    load(record({1, 1, 1, 1}, {1}));
+    load(convRecord({1, 1, 1, 1}, {1}));
     EXPECT_FALSE(model_.input->AddTensor(FloatTensor(), nullptr));
     EXPECT_FALSE(model_.input->AddTensor(FloatTensor({0, 4, 1}), nullptr));
     EXPECT_THAT(log_, IsEmpty());
 }
 
 TEST_F(ConvLayerTest, FramesWithoutBinsGiveTensorsWithoutBinsAndDoNotFixTheHeight) {
-    load(record({1, 1, 1, 1}, {1}));
+    load(convRecord({1, 1, 1, 1}, {1}));
     EXPECT_EQ(run(FloatTensor({1, 0, 1})).shape(), (Shape{1, 0, 1}));
     EXPECT_THAT(runColumn({1, 2}), ElementsAre(1, 2));
 }
 
 TEST_F(ConvLayerTest, KernelWithoutHeightGivesTheBias) {
-    load(record({1, 0, 1, 2}, {}, {5, 6}));
+    load(convRecord({1, 0, 1, 2}, {}, {5, 6}));
     EXPECT_THAT(runColumn({1, 2}), ElementsAre(5, 6, 5, 6));
 }
 
 TEST_F(ConvLayerTest, ReservedParameterChangesNothing) {
-    ConvRecord conv = record({1, 3, 1, 1}, {100, 10, 1});
+    ConvRecord conv = convRecord({1, 3, 1, 1}, {100, 10, 1});
     conv.reservedParameter = 2;
     load(conv);
     EXPECT_THAT(runColumn({1, 2, 3}), ElementsAre(12, 123, 230));
 }
 
 TEST_F(ConvLayerTest, LatencyIsTheLookaheadPlusTheScaledRest) {
-    ConvRecord conv = record({1, 1, 1, 1}, {1});
+    ConvRecord conv = convRecord({1, 1, 1, 1}, {1});
     conv.timeStride = 3;
     conv.lookahead = 4;
     load(conv);

@@ -29,17 +29,11 @@ constexpr std::int32_t testHeight = 6;
 constexpr std::uint64_t kibibyte = 1024;
 
 ConvRecord smallConv(std::vector<std::int32_t> shape, ElementType elementType) {
-    std::int32_t volume = 1;
-    for (const std::int32_t dimension : shape) {
-        volume *= dimension;
-    }
     const std::int32_t outChannels = shape.back();
-    ConvRecord record;
-    record.weights = {std::move(shape), std::vector<float>(static_cast<std::size_t>(volume), 0.5F),
-                      elementType};
-    record.bias = {{outChannels},
-                   std::vector<float>(static_cast<std::size_t>(outChannels), 0.25F),
-                   elementType};
+    ConvRecord record = test::uniformConv(std::move(shape), 0.5F);
+    record.bias = {{outChannels}, std::vector<float>(static_cast<std::size_t>(outChannels), 0.25F)};
+    record.weights.elementType = elementType;
+    record.bias.elementType = elementType;
     return record;
 }
 

@@ -1,6 +1,7 @@
 #include "neural/GraphTools.h"
 
 #include <algorithm>
+#include <functional>
 #include <numeric>
 #include <stdexcept>
 
@@ -25,6 +26,23 @@ FloatTensor countingTensor(std::vector<std::int32_t> shape, float base) {
 
 std::vector<float> valuesOf(const FloatTensor& tensor) {
     return {tensor.readData(), tensor.readData() + tensor.volume()};
+}
+
+writer::ConvRecord convRecord(std::vector<std::int32_t> shape, std::vector<float> weights,
+                              const std::vector<float>& bias) {
+    writer::ConvRecord record;
+    record.weights = {std::move(shape), std::move(weights)};
+    if (!bias.empty()) {
+        record.bias = {{static_cast<std::int32_t>(bias.size())}, bias};
+    }
+    return record;
+}
+
+writer::ConvRecord uniformConv(std::vector<std::int32_t> shape, float weight) {
+    const std::int32_t volume =
+        std::accumulate(shape.begin(), shape.end(), std::int32_t{1}, std::multiplies<>());
+    return convRecord(std::move(shape),
+                      std::vector<float>(static_cast<std::size_t>(volume), weight));
 }
 
 bool loads(const std::vector<std::uint8_t>& bytes) {

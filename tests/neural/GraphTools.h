@@ -19,6 +19,12 @@ FloatTensor makeTensor(std::vector<std::int32_t> shape, const std::vector<float>
 FloatTensor countingTensor(std::vector<std::int32_t> shape, float base = 0.0F);
 std::vector<float> valuesOf(const FloatTensor& tensor);
 
+/** A convolution of that kernel; without a bias it has none. */
+writer::ConvRecord convRecord(std::vector<std::int32_t> shape, std::vector<float> weights,
+                              const std::vector<float>& bias = {});
+/** A convolution whose weights are all the same, without a bias. */
+writer::ConvRecord uniformConv(std::vector<std::int32_t> shape, float weight);
+
 /** Whether a new model loads the bytes. */
 bool loads(const std::vector<std::uint8_t>& bytes);
 bool loads(const writer::ModelWriter& writer);

@@ -1,5 +1,6 @@
 #include <cstdint>
 #include <gtest/gtest.h>
+#include <utility>
 #include <vector>
 
 #include "neural/GraphTools.h"
@@ -32,13 +33,7 @@ class HoardingLayer : public FloatLayer {
 };
 
 ConvRecord conv(std::vector<std::int32_t> shape) {
-    ConvRecord record;
-    std::int32_t volume = 1;
-    for (const std::int32_t dimension : shape) {
-        volume *= dimension;
-    }
-    record.weights = {std::move(shape), std::vector<float>(static_cast<std::size_t>(volume), 0.1F)};
-    return record;
+    return test::uniformConv(std::move(shape), 0.1F);
 }
 
 /** Convolutions and every activation in a row, from one channel over four to one. */

@@ -10,9 +10,9 @@
 
 #include "restoration/support/GraphLayers.h"
 #include "restoration/support/MixOracle.h"
-#include "restoration/support/ScratchFolder.h"
 #include "restoration/support/SmallModels.h"
 #include "restoration/support/Spectra.h"
+#include "support/ScratchFolder.h"
 
 namespace vorun {
 namespace {

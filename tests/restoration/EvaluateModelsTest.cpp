@@ -13,9 +13,9 @@
 
 #include "restoration/SpectrumCoding.h"
 #include "restoration/support/GraphLayers.h"
-#include "restoration/support/ScratchFolder.h"
 #include "restoration/support/SmallModels.h"
 #include "restoration/support/Spectra.h"
+#include "support/ScratchFolder.h"
 
 namespace vorun {
 namespace {

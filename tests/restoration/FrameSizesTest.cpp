@@ -111,6 +111,17 @@ TEST(ScaledFrameSizes, TransformBelowAPowerOfTwoIsNotRefused) {
     EXPECT_EQ(scaleFrameSizes({1000, 1000, 500}, 0), (FrameSizes{1000, 1000, 500}));
 }
 
+TEST(ScaledFrameSizes, OddTransformIsRefusedBecauseItsSpectrumLosesASample) {
+    EXPECT_EQ(scaleFrameSizes({11, 10, 5}, 0), std::nullopt);
+    EXPECT_EQ(scaleFrameSizes({22, 20, 10}, -1), std::nullopt);
+    EXPECT_EQ(scaleFrameSizes({11, 10, 5}, 1), (FrameSizes{22, 20, 10}));
+}
+
+TEST(ScaledFrameSizes, TransformAboveTheLongestIsRefused) {
+    EXPECT_EQ(scaleFrameSizes({16384, 16384, 4096}, 6), (FrameSizes{1048576, 1048576, 262144}));
+    EXPECT_EQ(scaleFrameSizes({16384, 16384, 4096}, 7), std::nullopt);
+}
+
 TEST(ScaledFrameSizes, HugePowersAreRefusedWithoutOverflow) {
     const FrameSizes model{1024, 1024, 512};
     for (const std::int32_t k :

@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "restoration/support/ScratchFolder.h"
 #include "restoration/support/SmallModels.h"
 #include "restoration/support/Spectra.h"
+#include "support/ScratchFolder.h"
 
 namespace vorun {
 namespace {
@@ -63,8 +63,9 @@ TEST_F(LoadModels, MissingFileFails) {
 }
 
 TEST_F(LoadModels, FileThatIsNoModelFails) {
-    EXPECT_FALSE(VorunProcessor().loadModels({folder.saveText("")}));
-    EXPECT_FALSE(VorunProcessor().loadModels({folder.saveText("this is no model")}));
+    EXPECT_FALSE(VorunProcessor().loadModels({folder.save(std::vector<std::uint8_t>{})}));
+    EXPECT_FALSE(
+        VorunProcessor().loadModels({folder.save({'n', 'o', ' ', 'm', 'o', 'd', 'e', 'l'})}));
     EXPECT_FALSE(VorunProcessor().loadModels({folder.path(".")}));
     writer::ModelHeader old = smallHeader();
     old.version = 4099;
@@ -152,17 +153,24 @@ TEST_F(LoadModels, RateOrChannelsThatAreNoStreamAreNotPrepared) {
     EXPECT_FALSE(test::makeReady(mute, {save(smallHeader(1, 0))}));
 }
 
-TEST_F(LoadModels, NegativeChannelCountsNeverGiveAProcessor) {
+TEST_F(LoadModels, NegativeChannelCountsAreRefused) {
     for (const auto& [in, out] : {std::pair{-1, 1}, std::pair{1, -1}, std::pair{-128, -128}}) {
         VorunProcessor fresh;
-        bool ready = false;
-        try {
-            ready = test::makeReady(fresh, {save(smallHeader(in, out))});
-        } catch (const std::length_error& failure) {
-            EXPECT_STREQ(failure.what(), "vector too long");
-        }
-        EXPECT_FALSE(ready);
+        EXPECT_FALSE(fresh.loadModels({save(smallHeader(in, out))}));
     }
+}
+
+TEST_F(LoadModels, AFirstWindowOfZeroLeavesTheNextModelToSetTheFraming) {
+    writer::ModelHeader windowless = smallHeader();
+    windowless.windowSize = 0;
+    writer::ModelHeader otherHop = smallHeader();
+    otherHop.hopSize = static_cast<std::int16_t>(otherHop.hopSize / 2);
+    const std::string none = save(windowless);
+    const std::string plain = save(smallHeader());
+    EXPECT_TRUE(VorunProcessor().loadModels({none, plain}));
+    EXPECT_TRUE(VorunProcessor().loadModels({none, plain, plain}));
+    EXPECT_FALSE(VorunProcessor().loadModels({none, plain, save(otherHop)}));
+    EXPECT_FALSE(VorunProcessor().loadModels({plain, none}));
 }
 
 TEST_F(LoadModels, LoadAfterPrepareFramesAnew) {

@@ -4,9 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "restoration/support/ScratchFolder.h"
 #include "restoration/support/SmallModels.h"
 #include "restoration/support/Spectra.h"
+#include "support/ScratchFolder.h"
 
 namespace vorun {
 namespace {

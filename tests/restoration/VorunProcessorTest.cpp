@@ -6,9 +6,9 @@
 #include <vector>
 
 #include "restoration/VorunProcessor.h"
-#include "restoration/support/ScratchFolder.h"
 #include "restoration/support/SmallModels.h"
 #include "restoration/support/Spectra.h"
+#include "support/ScratchFolder.h"
 
 namespace vorun {
 namespace {

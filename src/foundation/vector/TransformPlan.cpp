@@ -74,8 +74,8 @@ void setScales(IppsFFTSpec_R_32f& plan, std::int32_t flag) {
     const double length = std::ldexp(1.0, plan.order);
     const auto inverseLength = static_cast<float>(1.0 / length);
     const auto inverseRoot = static_cast<float>(1.0 / std::sqrt(length));
-    plan.forwardScale = flag == ippFftDivideForward ? inverseLength : 1.0F;
-    plan.inverseScale = flag == ippFftDivideInverse ? inverseLength : 1.0F;
+    plan.forwardScale = flag == ippFftDivideForward ? inverseLength : 1.0f;
+    plan.inverseScale = flag == ippFftDivideInverse ? inverseLength : 1.0f;
     if (flag == ippFftDivideBoth) {
         plan.forwardScale = inverseRoot;
         plan.inverseScale = inverseRoot;

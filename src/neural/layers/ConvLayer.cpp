@@ -34,7 +34,8 @@ ConvLayer<T>::ConvLayer(LayerMap<T>& layers, ModelReader& reader, std::int32_t v
     : BaseLayer<T>(layers, reader, fileType) {
     ReadRecord(reader, version);
     DeriveSizes();
-    CheckSizes(reader.size());
+    CheckSizes();
+    ChargeUnbackedSizes(reader);
 }
 
 template <class T>
@@ -63,21 +64,25 @@ void ConvLayer<T>::DeriveSizes() {
 
 /** Everything that the frame path takes for granted about the record. */
 template <class T>
-void ConvLayer<T>::CheckSizes(std::int64_t fileSize) const {
+void ConvLayer<T>::CheckSizes() const {
     requireRecord(timeStride_ >= 1 && heightStride_ >= 1, "convolution stride is below 1");
     const std::int32_t volume = checkedVolume(weights_.shape());
     // Dimensions beyond the fourth are no part of the kernel, but it must stay inside the block.
     const std::span<const std::int32_t> kernel(weights_.shape());
     requireRecord(checkedVolume(kernel.first(std::min<std::size_t>(4, kernel.size()))) <= volume,
                   "convolution weights have no block");
-    // With no values to back them, the dimensions alone would size the history and the output.
-    if (volume == 0) {
-        for (const std::int32_t dimension : weights_.shape()) {
-            requireRecord(dimension <= fileSize, "convolution kernel is larger than its file");
-        }
-    }
     requireRecord(bias_.volume() == 0 || bias_.volume() >= kernelOutChannels_,
                   "convolution bias is too short");
+}
+
+/** Without values behind it, a kernel's shape alone would size the history and the output. */
+template <class T>
+void ConvLayer<T>::ChargeUnbackedSizes(ModelReader& reader) const {
+    if (weights_.volume() == 0) {
+        constexpr std::int64_t elementBytes = sizeof(T);
+        reader.ChargeUnbackedBytes((std::int64_t{historyLength_} + kernelOutChannels_) *
+                                   elementBytes);
+    }
 }
 
 template <class T>
@@ -124,7 +129,7 @@ void ConvLayer<T>::StoreFrame(const Tensor<T>& input, std::int32_t frame,
     T* row = RingRow(rowLength);
     const std::int64_t offset = frame * rowLength;
     if (offset + rowLength > input.volume()) {
-        throw std::runtime_error("convolution channels are no multiple of the input's");
+        throw std::runtime_error("convolution reads beyond its input");
     }
     if (rowLength > 0) {
         copySamples<T>(input.readData() + offset, row, static_cast<std::int32_t>(rowLength));
@@ -155,7 +160,14 @@ bool ConvLayer<T>::ConvolveFrame(std::int32_t channels) {
     output_.Resize({1, plane.outHeight, kernelOutChannels_});
     output_.MakeUnique();
     SeedRows(plane.outHeight);
+    if (weights_.volume() > 0) {
+        AddTaps(plane);
+    }
+    return this->PropagateToConsumers(output_, this);
+}
 
+template <class T>
+void ConvLayer<T>::AddTaps(const Plane& plane) {
     const std::int64_t rowStride = std::int64_t{plane.height} * plane.rowChannels;
     const std::int64_t kernelStride =
         std::int64_t{kernelHeight_} * kernelInChannels_ * kernelOutChannels_;
@@ -164,7 +176,6 @@ bool ConvLayer<T>::ConvolveFrame(std::int32_t channels) {
         AddTap({history_.readData() + row * rowStride, weights_.readData() + tap * kernelStride},
                plane);
     }
-    return this->PropagateToConsumers(output_, this);
 }
 
 /** The remainder is that of signed division, and counts before the look-ahead has passed too. */

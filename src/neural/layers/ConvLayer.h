@@ -59,7 +59,8 @@ class ConvLayer : public BaseLayer<T> {
 
     void ReadRecord(ModelReader& reader, std::int32_t version);
     void DeriveSizes();
-    void CheckSizes(std::int64_t fileSize) const;
+    void CheckSizes() const;
+    void ChargeUnbackedSizes(ModelReader& reader) const;
 
     bool IsDepthwise(std::int32_t channels) const {
         return kernelInChannels_ == 1 && channels != 1;
@@ -72,6 +73,7 @@ class ConvLayer : public BaseLayer<T> {
     bool IsSwallowed() const;
     Plane MakePlane(std::int32_t channels) const;
     void SeedRows(std::int32_t outHeight);
+    void AddTaps(const Plane& plane);
     void AddTap(const TimeTap& tap, const Plane& plane);
     void AddBin(const TimeTap& tap, const Plane& plane, std::int64_t position, T* out) const;
 

@@ -3,6 +3,7 @@
 #include <bit>
 
 #include "foundation/vector/CheckedCall.h"
+#include "neural/layers/ReshapedOutput.h"
 
 namespace vorun {
 
@@ -13,18 +14,14 @@ HardSigmoidLayer<T>::HardSigmoidLayer(LayerMap<T>& layers, ModelReader& reader,
 
 template <class T>
 bool HardSigmoidLayer<T>::AddTensor(const Tensor<T>& input, const BaseLayer<T>* /*source*/) {
-    output_.Resize(input.shape());
-    output_.MakeUnique();
-    scratch_.Resize(input.shape());
-    scratch_.MakeUnique();
     const std::int32_t count = input.volume();
-    constexpr float sixth = 1.0F / 6.0F;
+    constexpr float sixth = 1.0f / 6.0f;
     static_assert(std::bit_cast<std::uint32_t>(sixth) == 0x3E2AAAABU);
-    float* out = output_.data();
-    float* scratch = scratch_.data();
+    float* out = reshapedLike(input, output_);
+    float* scratch = reshapedLike(input, scratch_);
     checkedCall(count, [&] { return ippsMulC_32f(input.readData(), sixth, out, count); });
-    checkedCall(count, [&] { return ippsAddC_32f(out, 0.5F, scratch, count); });
-    clampRange(scratch, out, 0.0F, 1.0F, count);
+    checkedCall(count, [&] { return ippsAddC_32f(out, 0.5f, scratch, count); });
+    clampRange(scratch, out, 0.0f, 1.0f, count);
     return this->PropagateToConsumers(output_, this);
 }
 

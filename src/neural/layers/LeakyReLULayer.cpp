@@ -2,6 +2,7 @@
 
 #include "foundation/vector/CheckedCall.h"
 #include "neural/ModelReader.h"
+#include "neural/layers/ReshapedOutput.h"
 
 namespace vorun {
 
@@ -12,15 +13,11 @@ LeakyReLULayer<T>::LeakyReLULayer(LayerMap<T>& layers, ModelReader& reader,
 
 template <class T>
 bool LeakyReLULayer<T>::AddTensor(const Tensor<T>& input, const BaseLayer<T>* /*source*/) {
-    output_.Resize(input.shape());
-    output_.MakeUnique();
-    scratch_.Resize(input.shape());
-    scratch_.MakeUnique();
     const std::int32_t count = input.volume();
-    float* out = output_.data();
-    float* scratch = scratch_.data();
-    clampBelow(input.readData(), out, 0.0F, count);
-    clampAbove(input.readData(), scratch, 0.0F, count);
+    float* out = reshapedLike(input, output_);
+    float* scratch = reshapedLike(input, scratch_);
+    clampBelow(input.readData(), out, 0.0f, count);
+    clampAbove(input.readData(), scratch, 0.0f, count);
     checkedCall(count, [&] { return ippsAddProductC_32f(scratch, slope_, out, count); });
     return this->PropagateToConsumers(output_, this);
 }

@@ -1,6 +1,7 @@
 #include "neural/layers/ReLULayer.h"
 
 #include "foundation/vector/CheckedCall.h"
+#include "neural/layers/ReshapedOutput.h"
 
 namespace vorun {
 
@@ -10,10 +11,8 @@ ReLULayer<T>::ReLULayer(LayerMap<T>& layers, ModelReader& reader, std::int32_t /
 
 template <class T>
 bool ReLULayer<T>::AddTensor(const Tensor<T>& input, const BaseLayer<T>* /*source*/) {
-    output_.Resize(input.shape());
-    output_.MakeUnique();
     const std::int32_t count = input.volume();
-    clampBelow(input.readData(), output_.data(), 0.0F, count);
+    clampBelow(input.readData(), reshapedLike(input, output_), 0.0f, count);
     return this->PropagateToConsumers(output_, this);
 }
 

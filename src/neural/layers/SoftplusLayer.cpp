@@ -1,6 +1,7 @@
 #include "neural/layers/SoftplusLayer.h"
 
 #include "foundation/vector/CheckedCall.h"
+#include "neural/layers/ReshapedOutput.h"
 
 namespace vorun {
 
@@ -10,12 +11,10 @@ SoftplusLayer<T>::SoftplusLayer(LayerMap<T>& layers, ModelReader& reader, std::i
 
 template <class T>
 bool SoftplusLayer<T>::AddTensor(const Tensor<T>& input, const BaseLayer<T>* /*source*/) {
-    output_.Resize(input.shape());
-    output_.MakeUnique();
     const std::int32_t count = input.volume();
-    float* out = output_.data();
+    float* out = reshapedLike(input, output_);
     checkedCall(count, [&] { return ippsExp_32f(input.readData(), out, count); });
-    checkedCall(count, [&] { return ippsAddC_32f(out, 1.0F, out, count); });
+    checkedCall(count, [&] { return ippsAddC_32f(out, 1.0f, out, count); });
     checkedCall(count, [&] { return ippsLn_32f(out, out, count); });
     return this->PropagateToConsumers(output_, this);
 }

@@ -18,14 +18,14 @@ void copyFloats(const float* source, float* target, std::int32_t len) {
 }
 
 float quotient(float dividend, float divisor, bool& zeroDivisor) {
-    if (divisor != 0.0F) {
+    if (divisor != 0.0f) {
         return dividend / divisor;
     }
     zeroDivisor = true;
-    if (dividend > 0.0F) {
+    if (dividend > 0.0f) {
         return std::numeric_limits<float>::infinity();
     }
-    return dividend < 0.0F ? -std::numeric_limits<float>::infinity()
+    return dividend < 0.0f ? -std::numeric_limits<float>::infinity()
                            : std::numeric_limits<float>::quiet_NaN();
 }
 
@@ -78,7 +78,7 @@ IppStatus ippsDiv_32f(const float* pSrc1, const float* pSrc2, float* pDst, std::
 }
 
 IppStatus ippsAddC_32f(const float* pSrc, float val, float* pDst, std::int32_t len) {
-    if (val == 0.0F) {
+    if (val == 0.0f) {
         copyFloats(pSrc, pDst, len);
         return ippStsNoErr;
     }
@@ -89,7 +89,7 @@ IppStatus ippsAddC_32f(const float* pSrc, float val, float* pDst, std::int32_t l
 }
 
 IppStatus ippsSubC_32f(const float* pSrc, float val, float* pDst, std::int32_t len) {
-    if (val == 0.0F) {
+    if (val == 0.0f) {
         copyFloats(pSrc, pDst, len);
         return ippStsNoErr;
     }
@@ -100,11 +100,11 @@ IppStatus ippsSubC_32f(const float* pSrc, float val, float* pDst, std::int32_t l
 }
 
 IppStatus ippsMulC_32f(const float* pSrc, float val, float* pDst, std::int32_t len) {
-    if (val == 1.0F) {
+    if (val == 1.0f) {
         copyFloats(pSrc, pDst, len);
         return ippStsNoErr;
     }
-    if (val == 0.0F) {
+    if (val == 0.0f) {
         return plain::ippsZero_32f(pDst, len);
     }
     for (std::int32_t i = 0; i < len; ++i) {

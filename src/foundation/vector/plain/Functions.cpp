@@ -43,8 +43,8 @@ IppStatus ippsLn_32f(const float* pSrc, float* pDst, std::int32_t len) {
     bool hasZero = false;
     bool hasNegative = false;
     for (std::int32_t i = 0; i < len; ++i) {
-        hasZero = hasZero || pSrc[i] == 0.0F;
-        hasNegative = hasNegative || pSrc[i] < 0.0F;
+        hasZero = hasZero || pSrc[i] == 0.0f;
+        hasNegative = hasNegative || pSrc[i] < 0.0f;
         pDst[i] = std::log(pSrc[i]);
     }
     if (hasZero) {

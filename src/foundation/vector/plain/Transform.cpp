@@ -186,10 +186,10 @@ void runQuartered(const IppsFFTSpec_R_32f& plan, const Ipp32fc* source, Ipp32fc*
 void separateSpectra(const IppsFFTSpec_R_32f& plan, Ipp32fc* bins) {
     const std::int64_t last = transform::pairCount(plan.order);
     const float scale = plan.forwardScale;
-    const float half = 0.5F * scale;
+    const float half = 0.5f * scale;
     const Ipp32fc first = bins[0];
-    bins[0] = {(first.re + first.im) * scale, 0.0F};
-    bins[last] = {(first.re - first.im) * scale, 0.0F};
+    bins[0] = {(first.re + first.im) * scale, 0.0f};
+    bins[last] = {(first.re - first.im) * scale, 0.0f};
     for (std::int64_t k = 1; k < last - k; ++k) {
         const Ipp32fc z = bins[k];
         const Ipp32fc mirrored = conjugate(bins[last - k]);
@@ -226,7 +226,7 @@ void joinSpectra(const IppsFFTSpec_R_32f& plan, const Ipp32fc* bins, Ipp32fc* pa
     }
     if (last > 1) {
         const Ipp32fc middle = bins[last / 2];
-        pairs[last / 2] = {2.0F * middle.re * scale, -2.0F * middle.im * scale};
+        pairs[last / 2] = {2.0f * middle.re * scale, -2.0f * middle.im * scale};
     }
 }
 
@@ -249,7 +249,7 @@ IppStatus ippsFFTFwd_RToCCS_32f(const float* pSrc, float* pDst, const IppsFFTSpe
     const IppsFFTSpec_R_32f& plan = *pSpec;
     if (plan.order == 0) {
         pDst[0] = pSrc[0] * plan.forwardScale;
-        pDst[1] = 0.0F;
+        pDst[1] = 0.0f;
         return ippStsNoErr;
     }
     Ipp32fc* const bins = asComplex(pDst);
