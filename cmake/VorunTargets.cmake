@@ -17,7 +17,8 @@ endif()
 
 set(VORUN_C_WARNINGS -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wcast-align
     -Wdouble-promotion -Wformat=2 -Wundef -Werror)
-# Inlined string concatenations make g++ 12 see overlapping copies where there are none (GCC bug 105651).
+# Inlined string concatenations make g++ 12 see overlapping copies where there are none (GCC bug
+# 105651).
 set(VORUN_CXX_WARNINGS ${VORUN_C_WARNINGS} -Wold-style-cast -Wnon-virtual-dtor -Woverloaded-virtual
     -Wno-restrict)
 

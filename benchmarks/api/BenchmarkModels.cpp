@@ -1,10 +1,8 @@
 #include "BenchmarkModels.h"
 
-#include <cstddef>
 #include <cstdint>
-#include <random>
-#include <string>
-#include <vector>
+
+#include "support/RandomConv.h"
 
 namespace vorun::benchmarks {
 
@@ -21,18 +19,8 @@ writer::ModelHeader header() {
     return header;
 }
 
-/** Small random weights of a fixed seed, so that every run times the same arithmetic. */
 writer::ConvRecord convolution(std::int32_t inputs, std::int32_t outputs, std::int8_t dilation) {
-    std::mt19937 generator(static_cast<std::uint32_t>(inputs * 100 + outputs));
-    std::uniform_real_distribution<float> weight(-0.2f, 0.2f);
-    writer::ConvRecord record;
-    record.weights.shape = {3, 3, inputs, outputs};
-    record.weights.values.resize(static_cast<std::size_t>(9 * inputs * outputs));
-    for (float& value : record.weights.values) {
-        value = weight(generator);
-    }
-    record.bias.shape = {outputs};
-    record.bias.values.assign(static_cast<std::size_t>(outputs), 0.1f);
+    writer::ConvRecord record = randomConv({3, 3, inputs, outputs}, 0.2f);
     record.timeDilation = dilation;
     return record;
 }

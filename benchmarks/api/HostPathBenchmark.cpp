@@ -1,7 +1,5 @@
 #include <algorithm>
 #include <benchmark/benchmark.h>
-#include <chrono>
-#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
@@ -11,20 +9,12 @@
 #include <vector>
 
 #include "BenchmarkModels.h"
+#include "support/HopTimes.h"
 #include "vorun/vorun.h"
 
-/*
- * The whole path as a host drives it: one hop pushed, one hop pulled. Beside the mean time of a hop
- * each row reports
- *
- *   rtf         computing time over playing time, mean; below 1 keeps up
- *   median_us   time of one hop
- *   p999_us     99.9 % of hops take less
- *   worst_us    the slowest hop
- */
+/* The whole path as a host drives it: one hop pushed, one hop pulled. Items are sample frames. */
+namespace vorun::benchmarks {
 namespace {
-
-using Clock = std::chrono::steady_clock;
 
 constexpr int32_t hop = 256;
 constexpr double sampleRate = 48000.0;
@@ -38,8 +28,7 @@ class Processor {
     Processor(Network network, int32_t channels) {
         const auto path = std::filesystem::temp_directory_path() /
                           ("vorun-benchmark-" + std::to_string(std::random_device{}()) + ".vorun");
-        const auto model = network == Network::identity ? vorun::benchmarks::identityModel()
-                                                        : vorun::benchmarks::convolutionModel();
+        const auto model = network == Network::identity ? identityModel() : convolutionModel();
         model.writeFile(path.string());
         handle_ = vorunCreateProcessor(path.string().c_str(), channels, sampleRate);
         std::filesystem::remove(path);
@@ -71,23 +60,11 @@ std::vector<float> hopOf(float level, int32_t channels) {
     return block;
 }
 
-double quantile(const std::vector<double>& sorted, double share) {
-    const auto last = static_cast<double>(sorted.size() - 1);
-    return sorted[static_cast<std::size_t>(std::ceil(share * last))];
-}
-
-void report(benchmark::State& state, std::vector<double> microseconds) {
-    std::sort(microseconds.begin(), microseconds.end());
-    double total = 0.0;
-    for (const double time : microseconds) {
-        total += time;
-    }
-    const double hopDuration = 1e6 * hop / sampleRate;
-    state.counters["rtf"] = total / static_cast<double>(microseconds.size()) / hopDuration;
-    state.counters["median_us"] = quantile(microseconds, 0.5);
-    state.counters["p999_us"] = quantile(microseconds, 0.999);
-    state.counters["worst_us"] = microseconds.back();
-    state.SetItemsProcessed(state.iterations() * hop);
+std::string label(Network network, Material material) {
+    constexpr const char* networks[] = {"identity", "four convolutions"};
+    constexpr const char* materials[] = {"noise", "silence after noise", "denormal"};
+    return std::string(networks[static_cast<std::size_t>(network)]) + ", " +
+           materials[static_cast<std::size_t>(material)];
 }
 
 void hostPath(benchmark::State& state) {
@@ -107,14 +84,11 @@ void hostPath(benchmark::State& state) {
     if (material == Material::silenceAfterNoise) {
         std::fill(in.begin(), in.end(), 0.0f);
     }
-    std::vector<double> microseconds;
-    for ([[maybe_unused]] auto _ : state) {
-        const auto start = Clock::now();
-        processor.runHop(in, out);
-        const std::chrono::duration<double, std::micro> time = Clock::now() - start;
-        microseconds.push_back(time.count());
-    }
-    report(state, std::move(microseconds));
+    HopTimes times;
+    times.measure(state, [&](std::size_t) { processor.runHop(in, out); });
+    times.report(state, hop, sampleRate);
+    state.SetLabel(label(network, material));
+    state.SetItemsProcessed(state.iterations() * hop);
 }
 
 BENCHMARK(hostPath)
@@ -128,3 +102,4 @@ BENCHMARK(hostPath)
     ->MinTime(2.0);
 
 }  // namespace
+}  // namespace vorun::benchmarks

@@ -1,18 +1,15 @@
 #include <algorithm>
 #include <benchmark/benchmark.h>
-#include <chrono>
-#include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <list>
 #include <random>
-#include <vector>
 
 #include "audio/BaseSpectralProcessor.h"
+#include "support/HopTimes.h"
 
 namespace vorun {
 namespace {
-
-using Clock = std::chrono::steady_clock;
 
 constexpr double kSampleRate = 48000.0;
 constexpr std::int32_t kFrame = 1024;
@@ -41,11 +38,6 @@ Signal32 noiseBlock(std::int32_t channels, std::int32_t length) {
     return block;
 }
 
-double quantile(const std::vector<double>& sorted, double share) {
-    const auto last = static_cast<double>(sorted.size() - 1);
-    return sorted[static_cast<std::size_t>(std::ceil(share * last))];
-}
-
 // One frame in, one hop out for each call, as a host with blocks of a hop causes it.
 void framing(benchmark::State& state) {
     const auto hop = static_cast<std::int32_t>(state.range(0));
@@ -55,23 +47,9 @@ void framing(benchmark::State& state) {
     for (int warmUp = 0; warmUp < 50; ++warmUp) {
         benchmark::DoNotOptimize(processor.process(block));
     }
-    std::vector<double> microseconds;
-    for ([[maybe_unused]] auto _ : state) {
-        const auto start = Clock::now();
-        benchmark::DoNotOptimize(processor.process(block));
-        const std::chrono::duration<double, std::micro> time = Clock::now() - start;
-        microseconds.push_back(time.count());
-    }
-    std::sort(microseconds.begin(), microseconds.end());
-    double total = 0.0;
-    for (const double time : microseconds) {
-        total += time;
-    }
-    const double hopMicroseconds = 1e6 * hop / kSampleRate;
-    state.counters["rtf"] = total / static_cast<double>(microseconds.size()) / hopMicroseconds;
-    state.counters["median_us"] = quantile(microseconds, 0.5);
-    state.counters["p999_us"] = quantile(microseconds, 0.999);
-    state.counters["worst_us"] = microseconds.back();
+    benchmarks::HopTimes times;
+    times.measure(state, [&](std::size_t) { benchmark::DoNotOptimize(processor.process(block)); });
+    times.report(state, hop, kSampleRate);
     state.SetItemsProcessed(state.iterations() * hop * channels);
 }
 

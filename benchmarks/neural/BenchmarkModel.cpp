@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
-#include <random>
 #include <stdexcept>
 #include <utility>
 
@@ -33,14 +32,6 @@ class FileInMemory : public BinaryInputStream {
     std::uint64_t position_ = 0;
 };
 
-std::vector<float> randomValues(std::int32_t count, float largest) {
-    std::mt19937 engine(1);
-    std::uniform_real_distribution<float> distribution(-largest, largest);
-    std::vector<float> values(static_cast<std::size_t>(count));
-    std::generate(values.begin(), values.end(), [&] { return distribution(engine); });
-    return values;
-}
-
 }  // namespace
 
 NeuralModel<float> modelOf(const writer::ModelWriter& file) {
@@ -51,16 +42,9 @@ NeuralModel<float> modelOf(const writer::ModelWriter& file) {
     return model;
 }
 
-writer::ConvRecord randomConv(const std::vector<std::int32_t>& shape) {
-    writer::ConvRecord record;
-    record.weights = {shape, randomValues(checkedVolume(shape), 0.1F)};
-    record.bias = {{shape.back()}, randomValues(shape.back(), 0.1F)};
-    return record;
-}
-
 Tensor<float> randomTensor(const std::vector<std::int32_t>& shape) {
     Tensor<float> tensor(shape);
-    const std::vector<float> values = randomValues(tensor.volume(), 1.0F);
+    const std::vector<float> values = randomValues(static_cast<std::size_t>(tensor.volume()), 1.0F);
     std::copy(values.begin(), values.end(), tensor.data());
     return tensor;
 }

@@ -17,6 +17,12 @@ void runFrames(benchmark::State& state, NeuralModel<float>& model, const Tensor<
     }
 }
 
+void countMultiplyAdds(benchmark::State& state, std::int64_t perFrame) {
+    state.counters["multiply_adds/s"] = benchmark::Counter(
+        static_cast<double>(perFrame), benchmark::Counter::kIsIterationInvariantRate);
+    state.SetItemsProcessed(state.iterations());
+}
+
 /** Arguments: kernel frames, kernel height, input channels, output channels, height. */
 void convolution(benchmark::State& state) {
     const auto argument = [&](std::size_t i) { return static_cast<std::int32_t>(state.range(i)); };
@@ -27,9 +33,8 @@ void convolution(benchmark::State& state) {
     file.setOutputSource("conv");
     NeuralModel<float> model = modelOf(file);
     runFrames(state, model, randomTensor({1, height, inChannels}));
-    // Items are multiply-adds.
-    state.SetItemsProcessed(state.iterations() * state.range(0) * state.range(1) * state.range(2) *
-                            state.range(3) * state.range(4));
+    countMultiplyAdds(
+        state, state.range(0) * state.range(1) * state.range(2) * state.range(3) * state.range(4));
 }
 
 BENCHMARK(convolution)
@@ -49,7 +54,7 @@ void depthwiseConvolution(benchmark::State& state) {
     file.setOutputSource("conv");
     NeuralModel<float> model = modelOf(file);
     runFrames(state, model, randomTensor({1, height, channels}));
-    state.SetItemsProcessed(state.iterations() * 9 * channels * height);
+    countMultiplyAdds(state, 9 * state.range(0) * state.range(1));
 }
 
 BENCHMARK(depthwiseConvolution)

@@ -1,9 +1,9 @@
-#include <algorithm>
 #include <benchmark/benchmark.h>
-#include <chrono>
-#include <vector>
+#include <cstddef>
+#include <cstdint>
 
 #include "BenchmarkModel.h"
+#include "support/HopTimes.h"
 
 namespace vorun::benchmarks {
 namespace {
@@ -26,24 +26,17 @@ NeuralModel<float> smallNetwork() {
     return modelOf(file);
 }
 
-/** The worst and the 99.9th percentile matter beside the mean: each frame has the same deadline. */
+/** Items are frames. */
 void network(benchmark::State& state) {
     NeuralModel<float> model = smallNetwork();
     const Tensor<float> frame = randomTensor({1, bins, 1});
-    std::vector<double> microseconds;
-    for (auto step : state) {
-        const auto start = std::chrono::steady_clock::now();
+    HopTimes times;
+    times.measure(state, [&](std::size_t) {
         model.input->AddTensor(frame, nullptr);
         benchmark::DoNotOptimize(model.output->TakeResult());
-        const std::chrono::duration<double, std::micro> taken =
-            std::chrono::steady_clock::now() - start;
-        microseconds.push_back(taken.count());
-    }
+    });
+    times.report(state);
     state.SetItemsProcessed(state.iterations());
-    std::sort(microseconds.begin(), microseconds.end());
-    state.counters["median_us"] = microseconds[microseconds.size() / 2];
-    state.counters["worst_us"] = microseconds.back();
-    state.counters["p999_us"] = microseconds[(microseconds.size() - 1) * 999 / 1000];
 }
 
 BENCHMARK(network)->Unit(benchmark::kMicrosecond);

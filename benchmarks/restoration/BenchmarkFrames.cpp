@@ -2,7 +2,8 @@
 
 #include <cstddef>
 #include <random>
-#include <string>
+
+#include "support/RandomConv.h"
 
 namespace vorun::benchmarks {
 
@@ -29,20 +30,6 @@ writer::ModelHeader header(std::int8_t masks) {
     return result;
 }
 
-writer::ConvRecord smoothing(std::int32_t outputs) {
-    std::mt19937 generator(3);
-    std::uniform_real_distribution<float> weight(-0.5f, 0.5f);
-    writer::ConvRecord record;
-    record.weights.shape = {3, 3, channels, outputs};
-    record.weights.values.resize(static_cast<std::size_t>(9 * channels * outputs));
-    for (float& value : record.weights.values) {
-        value = weight(generator);
-    }
-    record.bias.shape = {outputs};
-    record.bias.values.assign(static_cast<std::size_t>(outputs), 0.1f);
-    return record;
-}
-
 bool isPause(std::int32_t hop) {
     return hop % (burstHops + pauseHops) >= burstHops;
 }
@@ -53,7 +40,7 @@ writer::ModelWriter modelOf(Network network) {
     const std::int8_t masks = network == Network::fourStems ? 4 : 1;
     writer::ModelWriter model(header(masks));
     if (network != Network::passThrough) {
-        model.addConv("conv", "input", smoothing(masks * channels))
+        model.addConv("conv", "input", randomConv({3, 3, channels, masks * channels}, 0.5f))
             .addActivation("mask", "conv", writer::LayerType::sigmoid)
             .setOutputSource("mask");
     }

@@ -1,7 +1,4 @@
-#include <algorithm>
 #include <benchmark/benchmark.h>
-#include <chrono>
-#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
@@ -13,20 +10,14 @@
 
 #include "BenchmarkFrames.h"
 #include "restoration/VorunProcessor.h"
+#include "support/HopTimes.h"
 
 /*
- * The processor with small networks, frame by frame and hop by hop. Beside the mean time each row
- * reports
- *
- *   rtf         computing time over playing time of one hop, mean; below 1 keeps up
- *   median_us   time of one hop
- *   p999_us     99.9 % of hops take less
- *   worst_us    the slowest hop
+ * The processor with small networks, frame by frame and hop by hop. Items are bins of one frame, or
+ * sample frames of one hop.
  */
 namespace vorun::benchmarks {
 namespace {
-
-using Clock = std::chrono::steady_clock;
 
 /** A prepared processor whose model file lives only until it is loaded. */
 std::unique_ptr<VorunProcessor> processorWith(Network network, float sensitivity) {
@@ -47,47 +38,37 @@ std::unique_ptr<VorunProcessor> processorWith(Network network, float sensitivity
     return processor;
 }
 
-double quantile(const std::vector<double>& sorted, double share) {
-    const auto last = static_cast<double>(sorted.size() - 1);
-    return sorted[static_cast<std::size_t>(std::ceil(share * last))];
+std::string nameOf(Network network) {
+    constexpr const char* names[] = {"pass-through", "gate", "four stems"};
+    return names[static_cast<std::size_t>(network)];
 }
 
-void report(benchmark::State& state, std::vector<double> microseconds) {
-    if (microseconds.empty()) {
-        return;
-    }
-    double total = 0.0;
-    for (const double time : microseconds) {
-        total += time;
-    }
-    std::sort(microseconds.begin(), microseconds.end());
-    const double playing = 1e6 * hopSize / sampleRate;
-    state.counters["rtf"] = total / static_cast<double>(microseconds.size()) / playing;
-    state.counters["median_us"] = quantile(microseconds, 0.5);
-    state.counters["p999_us"] = quantile(microseconds, 0.999);
-    state.counters["worst_us"] = microseconds.back();
-    state.SetItemsProcessed(state.iterations() * hopSize);
+std::string nameOf(Material material) {
+    constexpr const char* names[] = {"speech", "silence after speech", "denormal"};
+    return names[static_cast<std::size_t>(material)];
 }
 
-/** Runs `step` once an iteration and reports its times; `step` takes the iteration's number. */
+/** The mask is reshaped at any sensitivity but 0. */
+std::string nameOf(float sensitivity) {
+    return sensitivity == 0.0f ? "mask as it is" : "mask reshaped";
+}
+
+/** Times `step` hop by hop; items are what one hop holds of each channel. */
 template <class Step>
-void timeHops(benchmark::State& state, Step step) {
-    std::vector<double> microseconds;
-    std::size_t hop = 0;
-    for (auto _ : state) {
-        const auto start = Clock::now();
-        step(hop++);
-        const std::chrono::duration<double, std::micro> taken = Clock::now() - start;
-        microseconds.push_back(taken.count());
-    }
-    report(state, std::move(microseconds));
+void timeHops(benchmark::State& state, std::int32_t items, Step step) {
+    HopTimes times;
+    times.measure(state, step);
+    times.report(state, hopSize, sampleRate);
+    state.SetItemsProcessed(state.iterations() * items);
 }
 
 void ProcessSpectrum(benchmark::State& state) {
-    const auto processor =
-        processorWith(static_cast<Network>(state.range(0)), static_cast<float>(state.range(1)));
+    const auto network = static_cast<Network>(state.range(0));
+    const auto sensitivity = static_cast<float>(state.range(1));
+    const auto processor = processorWith(network, sensitivity);
     const ComplexSignal32 frame = randomSpectrum(1.0f);
-    timeHops(state,
+    state.SetLabel(nameOf(network) + ", " + nameOf(sensitivity));
+    timeHops(state, bins,
              [&](std::size_t) { benchmark::DoNotOptimize(processor->processSpectrum(frame)); });
 }
 BENCHMARK(ProcessSpectrum)
@@ -98,14 +79,17 @@ BENCHMARK(ProcessSpectrum)
 /** Rows differ in material alone, so that what silence or denormals cost stands beside speech. */
 void ProcessHop(benchmark::State& state) {
     constexpr std::int32_t loopHops = 500;
-    const auto processor =
-        processorWith(static_cast<Network>(state.range(0)), static_cast<float>(state.range(2)));
+    const auto network = static_cast<Network>(state.range(0));
+    const auto material = static_cast<Material>(state.range(1));
+    const auto sensitivity = static_cast<float>(state.range(2));
+    const auto processor = processorWith(network, sensitivity);
     // Speech first in every case: silence and denormals then meet histories that hold something.
     for (const Signal32& hop : hopsOf(Material::speech, loopHops)) {
         processor->process(hop);
     }
-    const auto hops = hopsOf(static_cast<Material>(state.range(1)), loopHops);
-    timeHops(state, [&](std::size_t hop) {
+    const auto hops = hopsOf(material, loopHops);
+    state.SetLabel(nameOf(network) + ", " + nameOf(material) + ", " + nameOf(sensitivity));
+    timeHops(state, hopSize, [&](std::size_t hop) {
         benchmark::DoNotOptimize(processor->process(hops[hop % hops.size()]));
     });
 }
