@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <gtest/gtest.h>
 #include <vector>
@@ -33,6 +34,19 @@ class BoundedFileTest : public testing::Test {
             boundsUnchecked_ = true;
         }
         return exercise;
+    }
+
+    /** Runs `call` and compares the most that it took at once with `bound` bytes. */
+    template <class Call>
+    void expectPeakWithin(std::size_t bound, Call&& call) {
+        const std::size_t before = meter::liveBytes();
+        meter::restartPeak();
+        call();
+        if (meter::isAvailable()) {
+            EXPECT_LE(meter::peakBytes(), before + bound);
+        } else {
+            boundsUnchecked_ = true;
+        }
     }
 
   private:
