@@ -2,8 +2,10 @@
 
 #include <cstdint>
 #include <list>
+#include <memory>
 #include <string>
 
+#include "neural/GraphState.h"
 #include "neural/LayerSlot.h"
 #include "neural/Tensor.h"
 
@@ -26,7 +28,7 @@ template <class T>
 class BaseLayer {
   public:
     /** A layer that a model makes itself, with nothing feeding it. */
-    BaseLayer() = default;
+    BaseLayer();
     /**
      * Reads the header of a record with a single input and joins the consumers of the layer that
      * it names. Throws std::out_of_range if no earlier layer has that name.
@@ -55,11 +57,24 @@ class BaseLayer {
      * @throws std::runtime_error if the figure leaves 32 bits.
      */
     virtual std::int32_t GetLatency(std::int32_t scale);
-    /** The tick in place of a frame that an earlier layer swallowed; passes to every consumer. */
+    /**
+     * The tick in place of a frame that an earlier layer swallowed; passes to every consumer, but
+     * for those that PlanTicks() found deaf to it.
+     */
     virtual void SkipFrame();
 
     /** Calls every consumer in order, whatever earlier ones returned; the OR of their results. */
     bool PropagateToConsumers(const Tensor<T>& tensor, const BaseLayer<T>* source);
+
+    /**
+     * Finds the layers at which a tick changes nothing, neither there nor further down, so that
+     * ticks pass them by: a tick goes along every path, and paths double with each fork that is
+     * joined again. Called once, on the input of a finished graph.
+     *
+     * @return layers that one tick visits from here on, a layer counted once for each path.
+     * @throws std::runtime_error if a layer that swallows frames would make more than 2^20 visits.
+     */
+    std::int64_t PlanTicks();
 
     /** Records on the longest path from the model's input up to and including this layer. */
     std::int32_t depth() const { return depth_; }
@@ -70,11 +85,34 @@ class BaseLayer {
     std::int32_t layerType = 0;
 
   protected:
+    /** How many times as many frames and bins a layer gives as it takes. */
+    struct Growth {
+        double frames = 1.0;
+        double height = 1.0;
+    };
+
     /** Joins the consumers of the layer of that name, which is returned. */
     BaseLayer<T>* ConnectTo(const LayerMap<T>& layers, const std::string& name);
+    /**
+     * Notes what a layer's strides do to the rates that reach it. Throws std::runtime_error once a
+     * path makes more than 2^15 bins out of one at the model's input.
+     */
+    void ChangeRates(const Growth& own);
+    const std::shared_ptr<GraphState>& graph() const { return graph_; }
 
   private:
+    /** Whether SkipFrame() does more here than to pass on. */
+    virtual bool ReactsToTicks() const { return false; }
+    /** Whether AddTensor() ever calls SkipFrame() on the consumers. */
+    virtual bool SendsTicks() const { return false; }
+    bool IsDeafToTicks() const { return tickVisits_ == 0; }
+
+    std::shared_ptr<GraphState> graph_;
     std::int32_t depth_ = 0;
+    /** From the model's input up to and including this layer, the most along any path. */
+    Growth growth_;
+    /** Below 0 until planned. */
+    std::int64_t tickVisits_ = -1;
 };
 
 /** The figure as 32 bits; throws std::runtime_error if it does not fit. */

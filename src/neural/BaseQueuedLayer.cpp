@@ -5,7 +5,6 @@
 #include <limits>
 #include <stdexcept>
 #include <string>
-#include <utility>
 
 #include "foundation/vector/CheckedCall.h"
 #include "neural/ModelReader.h"
@@ -18,7 +17,7 @@ BaseQueuedLayer<T>::BaseQueuedLayer(LayerMap<T>& layers, ModelReader& reader) {
     for (std::int32_t i = 0; i < inputCount; ++i) {
         const std::string name = reader.ReadString();
         BaseLayer<T>* source = this->ConnectTo(layers, name);
-        inputQueues.push_back({{}, source});
+        inputQueues.emplace_back(this->graph(), source);
         sources.push_back(source);
     }
 }
@@ -32,7 +31,7 @@ bool BaseQueuedLayer<T>::AddTensor(const Tensor<T>& input, const BaseLayer<T>* s
 template <class T>
 void BaseQueuedLayer<T>::ResetState() {
     for (InputQueue& queue : inputQueues) {
-        queue.tensors.clear();
+        queue.tensors.Clear();
     }
 }
 
@@ -59,7 +58,7 @@ void BaseQueuedLayer<T>::EnqueueFrames(InputQueue& queue, const Tensor<T>& input
             const std::ptrdiff_t offset = std::ptrdiff_t{i} * frameVolume;
             copySamples<T>(input.readData() + offset, frame_.data(), frameVolume);
         }
-        queue.tensors.push_back(frame_);
+        queue.tensors.Push(frame_);
     }
 }
 
@@ -82,8 +81,7 @@ bool BaseQueuedLayer<T>::DrainQueues() {
         std::vector<Tensor<T>> inputs;
         inputs.reserve(inputQueues.size());
         for (InputQueue& queue : inputQueues) {
-            inputs.push_back(std::move(queue.tensors.front()));
-            queue.tensors.pop_front();
+            inputs.push_back(queue.tensors.Pop());
         }
         const std::vector<BaseLayer<T>*> sourcesOfSet = sources;
         reachedOutput = ProcessInputs(inputs, sourcesOfSet) || reachedOutput;

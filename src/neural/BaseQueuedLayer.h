@@ -2,9 +2,12 @@
 
 #include <cstdint>
 #include <list>
+#include <memory>
+#include <utility>
 #include <vector>
 
 #include "neural/BaseLayer.h"
+#include "neural/FrameQueue.h"
 
 namespace vorun {
 
@@ -17,9 +20,12 @@ template <class T>
 class BaseQueuedLayer : public BaseLayer<T> {
   public:
     struct InputQueue {
+        InputQueue(std::shared_ptr<GraphState> graph, const BaseLayer<T>* feeder)
+            : tensors(std::move(graph)), source(feeder) {}
+
         /** Frames [1, height, channels], oldest first. */
-        std::list<Tensor<T>> tensors;
-        const BaseLayer<T>* source = nullptr;
+        FrameQueue<T> tensors;
+        const BaseLayer<T>* source;
     };
 
     /**
@@ -28,7 +34,10 @@ class BaseQueuedLayer : public BaseLayer<T> {
      */
     BaseQueuedLayer(LayerMap<T>& layers, ModelReader& reader);
 
-    /** Throws std::runtime_error for a source that feeds none of the queues. */
+    /**
+     * Throws std::runtime_error for a source that feeds none of the queues, std::length_error "list
+     * too long" when the partners of too many frames never come.
+     */
     bool AddTensor(const Tensor<T>& input, const BaseLayer<T>* source) override;
     /** Drops every waiting frame. */
     void ResetState() override;

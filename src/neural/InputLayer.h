@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 #include "neural/BaseLayer.h"
 
 namespace vorun {
@@ -9,6 +11,8 @@ template <class T>
 class InputLayer : public BaseLayer<T> {
   public:
     bool AddTensor(const Tensor<T>& input, const BaseLayer<T>* source) override;
+    /** Tells the graph behind it how large its file is, in bytes. */
+    void TakeFileSize(std::int64_t bytes) { this->graph()->setFileSize(bytes); }
 };
 
 extern template class InputLayer<float>;

@@ -40,6 +40,8 @@ class ModelReader {
 
     /** Size of the file in bytes. */
     std::int64_t size() const { return size_; }
+    /** Bytes from the start of the file to what is read next. */
+    std::int64_t position() const { return stream_.GetPosition(); }
 
   private:
     template <class Value>

@@ -23,6 +23,16 @@ bool isModelTag(const std::string& tag) {
     return tag == "VORUN.model" || tag == "ZUTo.model";
 }
 
+/** Leaves the report as far as it got if there is not even memory for a text. */
+void fillReport(LoadReport& report, const char* reason, BinaryInputStream* stream) noexcept {
+    try {
+        report.byte = stream ? stream->GetPosition() : 0;
+        report.reason = reason;
+    } catch (...) {
+        return;
+    }
+}
+
 }  // namespace
 
 template <class T>
@@ -35,15 +45,25 @@ NeuralModel<T>::NeuralModel()
 
 template <class T>
 bool NeuralModel<T>::Load(std::shared_ptr<BinaryInputStream> stream) {
+    LoadReport unread;
+    return Load(std::move(stream), unread);
+}
+
+template <class T>
+bool NeuralModel<T>::Load(std::shared_ptr<BinaryInputStream> stream, LoadReport& report) {
+    report = {};
     try {
-        StartGraph();
-        if (stream) {
-            ModelReader reader(*stream);
-            if (ReadModel(reader)) {
-                return true;
-            }
+        if (!stream) {
+            throw std::invalid_argument("no stream to read from");
         }
+        StartGraph();
+        ModelReader reader(*stream);
+        ReadModel(reader);
+        return true;
+    } catch (const std::exception& failure) {
+        fillReport(report, failure.what(), stream.get());
     } catch (...) {  // Whatever went wrong, the caller hears one thing: this file does not load.
+        fillReport(report, "unknown failure", stream.get());
     }
     // A layer whose construction failed may still stand among the consumers of its feeder.
     input->consumers.clear();
@@ -67,21 +87,20 @@ void NeuralModel<T>::StartGraph() {
 }
 
 template <class T>
-bool NeuralModel<T>::ReadModel(ModelReader& reader) {
+void NeuralModel<T>::ReadModel(ModelReader& reader) {
     if (!isModelTag(reader.ReadString())) {
-        return false;
+        throw std::runtime_error("not a model file");
     }
     const std::int32_t version = reader.ReadInt32();
     if (version < firstVersion) {
-        return false;
+        throw std::runtime_error("model file version is below 4100");
     }
+    input->TakeFileSize(reader.size());
     ReadHeader(reader, version);
-    if (!ReadLayers(reader, version)) {
-        return false;
-    }
+    ReadLayers(reader, version);
     latency = input->GetLatency(1);
+    input->PlanTicks();
     ReadOutput(reader);
-    return true;
 }
 
 template <class T>
@@ -120,18 +139,17 @@ void NeuralModel<T>::ReadBusNames(ModelReader& reader, std::int32_t version) {
 }
 
 template <class T>
-bool NeuralModel<T>::ReadLayers(ModelReader& reader, std::int32_t version) {
+void NeuralModel<T>::ReadLayers(ModelReader& reader, std::int32_t version) {
     const std::int32_t layerCount = reader.ReadInt32();
     for (std::int32_t i = 0; i < layerCount; ++i) {
         const std::string name = reader.ReadString();
         const std::int32_t type = reader.ReadInt16();
         std::shared_ptr<BaseLayer<T>> layer = MakeLayer<T>(type, layers, reader, version);
         if (!layer) {
-            return false;
+            throw std::runtime_error("layer type is unknown");
         }
         EnterLayer(name, std::move(layer));
     }
-    return true;
 }
 
 template <class T>

@@ -9,6 +9,7 @@
 #include "neural/BaseLayer.h"
 #include "neural/InputLayer.h"
 #include "neural/LayerSlot.h"
+#include "neural/LoadReport.h"
 #include "neural/OutputLayer.h"
 
 namespace vorun {
@@ -43,6 +44,8 @@ class NeuralModel {
      *         out. Such a model is to be destroyed; if it is run all the same, nothing comes out.
      */
     bool Load(std::shared_ptr<BinaryInputStream> stream);
+    /** The same, and tells why the file was refused. */
+    bool Load(std::shared_ptr<BinaryInputStream> stream, LoadReport& report);
 
     /** Resets every layer, in ascending byte order of their names. */
     void Reset();
@@ -77,10 +80,10 @@ class NeuralModel {
 
   private:
     void StartGraph();
-    bool ReadModel(ModelReader& reader);
+    void ReadModel(ModelReader& reader);
     void ReadHeader(ModelReader& reader, std::int32_t version);
     void ReadBusNames(ModelReader& reader, std::int32_t version);
-    bool ReadLayers(ModelReader& reader, std::int32_t version);
+    void ReadLayers(ModelReader& reader, std::int32_t version);
     /** Refuses what would leave a layer that nothing owns, or a graph too deep to walk. */
     void EnterLayer(const std::string& name, std::shared_ptr<BaseLayer<T>> layer);
     void ReadOutput(ModelReader& reader);

@@ -36,6 +36,7 @@ ConvLayer<T>::ConvLayer(LayerMap<T>& layers, ModelReader& reader, std::int32_t v
     DeriveSizes();
     CheckSizes();
     ChargeUnbackedSizes(reader);
+    this->ChangeRates({1.0 / timeStride_, 1.0 / heightStride_});
 }
 
 template <class T>

@@ -57,6 +57,8 @@ class ConvLayer : public BaseLayer<T> {
         const T* kernel;
     };
 
+    bool SendsTicks() const override { return timeStride_ > 1 || lookahead_ > 0; }
+
     void ReadRecord(ModelReader& reader, std::int32_t version);
     void DeriveSizes();
     void CheckSizes() const;
