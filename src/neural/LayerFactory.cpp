@@ -1,10 +1,14 @@
 #include "neural/LayerFactory.h"
 
 #include "neural/layers/ConvLayer.h"
+#include "neural/layers/DenseLayer.h"
 #include "neural/layers/ELULayer.h"
 #include "neural/layers/HardSigmoidLayer.h"
 #include "neural/layers/LeakyReLULayer.h"
+#include "neural/layers/NormLayer.h"
+#include "neural/layers/PreNormLayer.h"
 #include "neural/layers/ReLULayer.h"
+#include "neural/layers/SelfAttentionLayer.h"
 #include "neural/layers/SigmoidLayer.h"
 #include "neural/layers/SoftplusLayer.h"
 
@@ -23,10 +27,18 @@ std::shared_ptr<BaseLayer<T>> MakeLayer(std::int32_t type, LayerMap<T>& layers, 
             return std::make_shared<ELULayer<T>>(layers, reader, version);
         case SigmoidLayer<T>::fileType:
             return std::make_shared<SigmoidLayer<T>>(layers, reader, version);
+        case NormLayer<T>::fileType:
+            return std::make_shared<NormLayer<T>>(layers, reader, version);
         case LeakyReLULayer<T>::fileType:
             return std::make_shared<LeakyReLULayer<T>>(layers, reader, version);
+        case DenseLayer<T>::fileType:
+            return std::make_shared<DenseLayer<T>>(layers, reader, version);
+        case PreNormLayer<T>::fileType:
+            return std::make_shared<PreNormLayer<T>>(layers, reader, version);
         case SoftplusLayer<T>::fileType:
             return std::make_shared<SoftplusLayer<T>>(layers, reader, version);
+        case SelfAttentionLayer<T>::fileType:
+            return std::make_shared<SelfAttentionLayer<T>>(layers, reader, version);
         case HardSigmoidLayer<T>::fileType:
             return std::make_shared<HardSigmoidLayer<T>>(layers, reader, version);
         default:
