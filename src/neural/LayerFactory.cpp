@@ -9,8 +9,10 @@
 #include "neural/layers/PreNormLayer.h"
 #include "neural/layers/ReLULayer.h"
 #include "neural/layers/SelfAttentionLayer.h"
+#include "neural/layers/SeparableChannelConvLayer.h"
 #include "neural/layers/SigmoidLayer.h"
 #include "neural/layers/SoftplusLayer.h"
+#include "neural/layers/TransposedConvLayer.h"
 
 namespace vorun {
 
@@ -21,6 +23,8 @@ std::shared_ptr<BaseLayer<T>> MakeLayer(std::int32_t type, LayerMap<T>& layers, 
     switch (type) {
         case ConvLayer<T>::fileType:
             return std::make_shared<ConvLayer<T>>(layers, reader, version);
+        case TransposedConvLayer<T>::fileType:
+            return std::make_shared<TransposedConvLayer<T>>(layers, reader, version);
         case ReLULayer<T>::fileType:
             return std::make_shared<ReLULayer<T>>(layers, reader, version);
         case ELULayer<T>::fileType:
@@ -33,6 +37,8 @@ std::shared_ptr<BaseLayer<T>> MakeLayer(std::int32_t type, LayerMap<T>& layers, 
             return std::make_shared<LeakyReLULayer<T>>(layers, reader, version);
         case DenseLayer<T>::fileType:
             return std::make_shared<DenseLayer<T>>(layers, reader, version);
+        case SeparableChannelConvLayer<T>::fileType:
+            return std::make_shared<SeparableChannelConvLayer<T>>(layers, reader, version);
         case PreNormLayer<T>::fileType:
             return std::make_shared<PreNormLayer<T>>(layers, reader, version);
         case SoftplusLayer<T>::fileType:

@@ -215,5 +215,13 @@ TEST(ConvInput, OutputBeyond31BitsRaises) {
     EXPECT_THROW(evaluate(model, FloatTensor({1, 100'000, 1})), std::runtime_error);
 }
 
+TEST(ConvRecord, EmptyKernelDoesNotSizeADepthwiseRing) {
+    ConvRecord record;
+    record.weights = {{8000, 0, 1, 8000}, {}};
+    ModelWriter file;
+    file.addConv("conv", "input", record).setOutputSource("conv");
+    EXPECT_FALSE(loads(file));
+}
+
 }  // namespace
 }  // namespace vorun

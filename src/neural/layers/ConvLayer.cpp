@@ -81,8 +81,10 @@ template <class T>
 void ConvLayer<T>::ChargeUnbackedSizes(ModelReader& reader) const {
     if (weights_.volume() == 0) {
         constexpr std::int64_t elementBytes = sizeof(T);
-        reader.ChargeUnbackedBytes((std::int64_t{historyLength_} + kernelOutChannels_) *
-                                   elementBytes);
+        constexpr std::int64_t most = std::numeric_limits<std::int64_t>::max() / elementBytes;
+        // The rows of a depthwise ring hold the output channels.
+        const std::int64_t ring = std::int64_t{historyLength_} * std::max(kernelOutChannels_, 1);
+        reader.ChargeUnbackedBytes(std::min(ring, most) * elementBytes);
     }
 }
 

@@ -1,0 +1,281 @@
+#include "neural/layers/TransposedConvLayer.h"
+
+#include <algorithm>
+#include <limits>
+#include <span>
+#include <stdexcept>
+
+#include "foundation/vector/CheckedCall.h"
+#include "neural/ModelReader.h"
+#include "neural/TensorReader.h"
+
+namespace vorun {
+namespace {
+
+constexpr std::int32_t firstVersionWithOutChannels = 4104;
+
+void require(bool condition, const char* text) {
+    if (!condition) {
+        throw std::runtime_error(text);
+    }
+}
+
+}  // namespace
+
+template <class T>
+TransposedConvLayer<T>::TransposedConvLayer(LayerMap<T>& layers, ModelReader& reader,
+                                            std::int32_t version)
+    : BaseLayer<T>(layers, reader, fileType), pending_(this->graph()) {
+    ReadRecord(reader, version);
+    CheckSizes();
+    ChargeUnbackedSizes(reader);
+    // A stride of 0 gives frames without bins, which no later layer widens again.
+    this->ChangeRates({1.0 * timeStride_, 1.0 * std::max(heightStride_, 1)});
+}
+
+template <class T>
+void TransposedConvLayer<T>::ReadRecord(ModelReader& reader, std::int32_t version) {
+    weights_ = ReadTensor<T>(reader, version);
+    bias_ = ReadTensor<T>(reader, version);
+    kernelFrames_ = weights_.dim(0);
+    kernelHeight_ = weights_.dim(1);
+    kernelOutChannels_ = weights_.dim(2);
+    kernelInChannels_ = weights_.dim(3);
+    outChannels_ = version >= firstVersionWithOutChannels ? reader.ReadInt16() : kernelOutChannels_;
+    timeStride_ = reader.ReadInt8();
+    heightStride_ = reader.ReadInt8();
+    timeDilation_ = reader.ReadInt8();
+    reservedParameter_ = reader.ReadInt8();
+    lookahead_ = reader.ReadInt8();
+    historyLength_ = std::max(kernelFrames_, timeStride_);
+}
+
+/** Everything that the frame path takes for granted about the record. */
+template <class T>
+void TransposedConvLayer<T>::CheckSizes() const {
+    require(timeStride_ >= 1, "transposed convolution time stride is below 1");
+    require(heightStride_ >= 0, "transposed convolution height stride is negative");
+    require(outChannels_ >= 0, "transposed convolution has a negative number of channels");
+    const std::int32_t volume = checkedVolume(weights_.shape());
+    // Dimensions beyond the fourth are no part of the kernel, but it must stay inside the block.
+    const std::span<const std::int32_t> kernel(weights_.shape());
+    require(checkedVolume(kernel.first(std::min<std::size_t>(4, kernel.size()))) <= volume,
+            "transposed convolution weights have no block");
+    require((IsDepthwise() ? kernelInChannels_ : kernelOutChannels_) <= outChannels_,
+            "transposed convolution kernel has more channels than the output");
+    require(bias_.volume() == 0 || bias_.volume() >= outChannels_,
+            "transposed convolution bias is too short");
+}
+
+/** The ring and the output are sized by numbers that need not have any values behind them. */
+template <class T>
+void TransposedConvLayer<T>::ChargeUnbackedSizes(ModelReader& reader) const {
+    constexpr std::int64_t elementBytes = sizeof(T);
+    const bool hasKernel = weights_.volume() > 0;
+    const std::int32_t kernelChannels = IsDepthwise() ? kernelInChannels_ : kernelOutChannels_;
+    const bool hasChannels = (hasKernel && kernelChannels >= outChannels_) || bias_.volume() > 0;
+    if (!hasChannels) {
+        reader.ChargeUnbackedBytes(outChannels_ * elementBytes);
+    }
+    if (!hasKernel) {
+        constexpr std::int64_t most = std::numeric_limits<std::int64_t>::max() / elementBytes;
+        const std::int64_t ring = std::int64_t{kernelFrames_} * std::max(outChannels_, 1);
+        reader.ChargeUnbackedBytes(std::min(ring, most) * elementBytes);
+    }
+}
+
+template <class T>
+bool TransposedConvLayer<T>::AddTensor(const Tensor<T>& input, const BaseLayer<T>* /*source*/) {
+    const std::int32_t frames = input.dim(0);
+    frame_.Resize({1, input.dim(1), kernelInChannels_});
+    frame_.MakeUnique();
+    bool reachedOutput = false;
+    for (std::int32_t i = 0; i < frames; ++i) {
+        StoreFrame(input, i);
+        reachedOutput = ScatterFrame() || reachedOutput;
+    }
+    return reachedOutput;
+}
+
+template <class T>
+void TransposedConvLayer<T>::StoreFrame(const Tensor<T>& input, std::int32_t frame) {
+    const std::int32_t count = frame_.volume();
+    const std::int64_t offset = std::int64_t{frame} * count;
+    require(offset + count <= input.volume() || count == 0,
+            "transposed convolution reads beyond its input");
+    if (count > 0) {
+        copySamples<T>(input.readData() + offset, frame_.data(), count);
+    }
+}
+
+template <class T>
+bool TransposedConvLayer<T>::ScatterFrame() {
+    const std::int64_t wideHeight = std::int64_t{frame_.dim(1)} * heightStride_;
+    const std::int64_t rowLength = wideHeight * outChannels_;
+    require(std::max(wideHeight, rowLength) <= std::numeric_limits<std::int32_t>::max(),
+            "transposed convolution output is too large");
+    const auto outHeight = static_cast<std::int32_t>(wideHeight);
+    PrepareHistory(outHeight);
+    RequireInsideRing(rowLength);
+    if (weights_.volume() > 0) {
+        for (std::int64_t tap = 0; tap < kernelFrames_; ++tap) {
+            AddTap(tap, outHeight);
+        }
+    }
+    ReleaseRows(outHeight);
+    EmptyReleasedRows(static_cast<std::int32_t>(rowLength));
+    frameCounter_ += timeStride_;
+    return DeliverPending();
+}
+
+template <class T>
+void TransposedConvLayer<T>::PrepareHistory(std::int32_t outHeight) {
+    if (history_.volume() == 0) {
+        history_.Resize({historyLength_, outHeight, outChannels_});
+        history_.Zero();
+    }
+    history_.MakeUnique();
+}
+
+/**
+ * A frame of more bins than the first spills into the rows behind its own, but not beyond the
+ * block. All rows are touched but for those that no tap reaches before the first release.
+ */
+template <class T>
+void TransposedConvLayer<T>::RequireInsideRing(std::int64_t rowLength) const {
+    const bool tapsOnly = kernelFrames_ < timeStride_ && ReadyFrames() == 0;
+    const std::int64_t rowsTouched = tapsOnly ? kernelFrames_ : historyLength_;
+    const std::int64_t rowStride = std::int64_t{history_.dim(1)} * outChannels_;
+    require(rowsTouched == 0 || (rowsTouched - 1) * rowStride + rowLength <= history_.volume(),
+            "transposed convolution frame is larger than its history");
+}
+
+template <class T>
+T* TransposedConvLayer<T>::RingRow(std::int64_t outputFrame) {
+    const std::int64_t rowStride = std::int64_t{history_.dim(1)} * outChannels_;
+    return history_.data() + (outputFrame % historyLength_) * rowStride;
+}
+
+/** Tap 0 lands on the earliest output frame that is still open. */
+template <class T>
+void TransposedConvLayer<T>::AddTap(std::int64_t tap, std::int32_t outHeight) {
+    const std::int64_t binStride = std::int64_t{kernelOutChannels_} * kernelInChannels_;
+    const T* kernel = weights_.readData() + tap * kernelHeight_ * binStride;
+    T* row = RingRow(tap + frameCounter_);
+    const std::int64_t start = -((kernelHeight_ - heightStride_) / 2);
+    for (std::int64_t inBin = 0; inBin < frame_.dim(1); ++inBin) {
+        const T* x = frame_.readData() + inBin * kernelInChannels_;
+        const std::int64_t position = start + inBin * heightStride_;
+        const std::int64_t first = std::max<std::int64_t>(0, -position);
+        const std::int64_t end = std::min<std::int64_t>(kernelHeight_, outHeight - position);
+        for (std::int64_t bin = first; bin < end; ++bin) {
+            AddBin(kernel + bin * binStride, x, row + (position + bin) * outChannels_);
+        }
+    }
+}
+
+/** Channels beyond those of the kernel get nothing. */
+template <class T>
+void TransposedConvLayer<T>::AddBin(const T* kernel, const T* x, T* out) const {
+    const std::int32_t count = kernelInChannels_;
+    if (IsDepthwise()) {
+        checkedCall(count, [&] { return ippsAddProduct_32f(kernel, x, out, count); });
+        return;
+    }
+    for (std::int32_t channel = 0; channel < kernelOutChannels_; ++channel) {
+        T sum = 0;
+        checkedCall(count, [&] { return ippsDotProd_32f(kernel, x, count, &sum); });
+        out[channel] += sum;
+        kernel += count;
+    }
+}
+
+/** Until the stream has run past the look-ahead, a frame releases fewer rows or none. */
+template <class T>
+std::int32_t TransposedConvLayer<T>::ReadyFrames() const {
+    const std::int64_t ready = frameCounter_ - lookahead_ + timeStride_;
+    return static_cast<std::int32_t>(std::clamp<std::int64_t>(ready, 0, timeStride_));
+}
+
+template <class T>
+void TransposedConvLayer<T>::ReleaseRows(std::int32_t outHeight) {
+    const std::int32_t ready = ReadyFrames();
+    if (ready == 0) {
+        return;
+    }
+    output_.Resize({1, outHeight, outChannels_});
+    for (std::int32_t i = timeStride_ - ready; i < timeStride_; ++i) {
+        // A frame in the queue shares the block, so that each that follows takes one of its own.
+        output_.MakeUnique();
+        if (output_.volume() > 0) {
+            copySamples<T>(RingRow(i + frameCounter_), output_.data(), output_.volume());
+            AddBias(outHeight);
+        }
+        pending_.Push(output_);
+    }
+}
+
+/** At release, never in the ring: rows that no tap reaches come out with their bias. */
+template <class T>
+void TransposedConvLayer<T>::AddBias(std::int32_t outHeight) {
+    if (bias_.volume() == 0) {
+        return;
+    }
+    const std::int32_t channels = outChannels_;
+    T* out = output_.data();
+    for (std::int32_t bin = 0; bin < outHeight; ++bin) {
+        checkedCall(channels, [&] { return ippsAdd_32f(bias_.readData(), out, out, channels); });
+        out += channels;
+    }
+}
+
+/** Rows that the look-ahead held back are emptied all the same: those frames are lost. */
+template <class T>
+void TransposedConvLayer<T>::EmptyReleasedRows(std::int32_t rowLength) {
+    if (kernelFrames_ <= timeStride_) {
+        history_.Zero();
+        return;
+    }
+    // The rows at kernelFrames and beyond are those at 0 and beyond, around the ring.
+    for (std::int64_t i = 0; i < timeStride_; ++i) {
+        zeroFloats(RingRow(i + kernelFrames_ + frameCounter_), rowLength);
+    }
+}
+
+/**
+ * Stops at the first frame that reaches an output layer. A frame leaves the queue before it is
+ * handed on, so that one that raises does not come back for ever.
+ */
+template <class T>
+bool TransposedConvLayer<T>::DeliverPending() {
+    while (!pending_.empty()) {
+        const Tensor<T> oldest = pending_.Pop();
+        if (this->PropagateToConsumers(oldest, this)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+template <class T>
+void TransposedConvLayer<T>::SkipFrame() {
+    DeliverPending();
+    BaseLayer<T>::SkipFrame();
+}
+
+template <class T>
+void TransposedConvLayer<T>::ResetState() {
+    history_.Zero();
+    pending_.Clear();
+    frameCounter_ = 0;
+}
+
+template <class T>
+std::int32_t TransposedConvLayer<T>::GetLatency(std::int32_t scale) {
+    const std::int64_t behind = BaseLayer<T>::GetLatency(scale / timeStride_);
+    return latencyFrames(behind + std::int64_t{scale} * lookahead_);
+}
+
+template class TransposedConvLayer<float>;
+
+}  // namespace vorun
