@@ -1,5 +1,7 @@
 #include "neural/LayerFactory.h"
 
+#include "neural/layers/ArithmeticLayer.h"
+#include "neural/layers/ConcatLayer.h"
 #include "neural/layers/ConvLayer.h"
 #include "neural/layers/DenseLayer.h"
 #include "neural/layers/ELULayer.h"
@@ -33,6 +35,8 @@ std::shared_ptr<BaseLayer<T>> MakeLayer(std::int32_t type, LayerMap<T>& layers, 
             return std::make_shared<SigmoidLayer<T>>(layers, reader, version);
         case NormLayer<T>::fileType:
             return std::make_shared<NormLayer<T>>(layers, reader, version);
+        case ConcatLayer<T>::fileType:
+            return std::make_shared<ConcatLayer<T>>(layers, reader, version);
         case LeakyReLULayer<T>::fileType:
             return std::make_shared<LeakyReLULayer<T>>(layers, reader, version);
         case DenseLayer<T>::fileType:
@@ -43,6 +47,8 @@ std::shared_ptr<BaseLayer<T>> MakeLayer(std::int32_t type, LayerMap<T>& layers, 
             return std::make_shared<PreNormLayer<T>>(layers, reader, version);
         case SoftplusLayer<T>::fileType:
             return std::make_shared<SoftplusLayer<T>>(layers, reader, version);
+        case ArithmeticLayer<T>::fileType:
+            return std::make_shared<ArithmeticLayer<T>>(layers, reader, version);
         case SelfAttentionLayer<T>::fileType:
             return std::make_shared<SelfAttentionLayer<T>>(layers, reader, version);
         case HardSigmoidLayer<T>::fileType:
