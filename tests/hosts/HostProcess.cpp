@@ -96,9 +96,10 @@ int openOut(ProcessSetup::Out kind, const std::string& file) {
 
 }  // namespace
 
-ProcessResult runRestore(const std::vector<std::string>& arguments, const ProcessSetup& setup) {
+ProcessResult runProgram(const std::string& program, const std::vector<std::string>& arguments,
+                         const ProcessSetup& setup) {
     const TemporaryFolder folder;
-    std::vector<std::string> words = {VORUN_RESTORE_PROGRAM};
+    std::vector<std::string> words = {program};
     words.insert(words.end(), arguments.begin(), arguments.end());
     std::vector<char*> pointers;
     for (std::string& word : words) {
@@ -137,6 +138,10 @@ ProcessResult runRestore(const std::vector<std::string>& arguments, const Proces
         result.err = readBytes(folder.file("err"));
     }
     return result;
+}
+
+ProcessResult runRestore(const std::vector<std::string>& arguments, const ProcessSetup& setup) {
+    return runProgram(VORUN_RESTORE_PROGRAM, arguments, setup);
 }
 
 bool isOneLine(const std::string& text) {

@@ -27,6 +27,10 @@ struct ProcessResult {
     long peakMemory = 0;
 };
 
+/** Runs a program to its end. */
+ProcessResult runProgram(const std::string& program, const std::vector<std::string>& arguments,
+                         const ProcessSetup& setup = {});
+
 /** Runs vorun-restore to its end. */
 ProcessResult runRestore(const std::vector<std::string>& arguments, const ProcessSetup& setup = {});
 

@@ -28,6 +28,7 @@ SOUND = {
     "src/api/Entry.cpp": '#include "restoration/Processor.h"\n#include "vorun/vorun.h"\n',
     "hosts/restore/main.cpp": '#include "Options.h"\n#include "vorun/vorun.h"\n',
     "hosts/restore/Options.h": "#include <string>\n",
+    "hosts/inspect/main.cpp": '#include "neural/NeuralModel.h"\n#include "restore/Options.h"\n',
     "models/gate.cpp": '#include "support/ModelWriter.h"\n',
     "tests/support/ModelWriter.h": "#include <vector>\n",
 }
@@ -53,7 +54,7 @@ class Layering(unittest.TestCase):
     def test_a_sound_tree_passes(self):
         status, text = run_check("check-layering", SOUND)
         self.assertEqual(status, 0, text)
-        self.assertIn("17 files, 14 includes, 0 faults", text)
+        self.assertIn("18 files, 16 includes, 0 faults", text)
 
     def test_an_empty_tree_is_no_success(self):
         self.assertEqual(run_check("check-layering", {})[0], 1)
@@ -89,6 +90,16 @@ class Layering(unittest.TestCase):
                           "hosts may not include src/audio/Signal.h")
         self.expect_fault("hosts/restore/Audio.cpp", '#include "support/ModelWriter.h"\n',
                           "hosts may not include tests/support/ModelWriter.h")
+
+    def test_only_the_inspector_sees_the_reader_and_nothing_above_it(self):
+        self.expect_fault("hosts/restore/Audio.cpp", '#include "neural/Tensor.h"\n',
+                          "hosts may not include src/neural/Tensor.h")
+        self.expect_fault("hosts/inspect/Wave.cpp", '#include "audio/Signal.h"\n',
+                          "hosts/inspect may not include src/audio/Signal.h")
+        self.expect_fault("hosts/inspect/Run.cpp", '#include "vorun/vorun.h"\n',
+                          "hosts/inspect may not include include/vorun/vorun.h")
+        self.expect_fault("hosts/inspect/Run.cpp", '#include "neural/layers/ConvLayer.h"\n',
+                          "only src/neural/LayerFactory.cpp may include")
 
     def test_the_model_writer_shares_nothing_with_the_engine(self):
         self.expect_fault("tests/support/ModelWriter.cpp", '#include "neural/Tensor.h"\n',

@@ -81,6 +81,16 @@ class InstalledTree(unittest.TestCase):
         self.assertIn("0.1.0", run(program, "--version"))
         self.assertIn("Processed", run(program, "--list-buses"))
 
+    def test_inspector_runs_from_its_place_and_knows_the_model_that_ships(self):
+        program = self.prefix / "bin" / "vorun-inspect"
+        if not program.exists():
+            self.skipTest("the host programs are not part of this build")
+        self.assertIn("0.1.0", run(program, "--version"))
+        model = next(self.prefix.rglob("gate.vorun"))
+        # The README shows this very text.
+        self.assertIn(run(program, model.name, cwd=model.parent), README.read_text())
+        self.assertIn("digraph", run(program, "--dot", model))
+
     def test_headers_are_the_public_ones(self):
         headers = {file.name for file in self.prefix.rglob("include/**/*.h")}
         self.assertEqual(headers, {"export.h", "parameters.h", "processor.h", "records.h",

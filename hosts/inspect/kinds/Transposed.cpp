@@ -1,0 +1,79 @@
+#include <algorithm>
+
+#include "inspect/RecordReader.h"
+#include "inspect/kinds/KernelTaps.h"
+#include "inspect/kinds/Kinds.h"
+#include "inspect/kinds/Words.h"
+
+namespace vorun::inspect::kinds {
+namespace {
+
+constexpr std::int32_t firstVersionWithOutChannels = 4104;
+
+struct Kernel {
+    explicit Kernel(const LayerRecord& record)
+        : frames(record.tensors[0].dim(0)),
+          height(record.tensors[0].dim(1)),
+          outChannels(record.tensors[0].dim(2)),
+          inChannels(record.tensors[0].dim(3)) {}
+
+    std::int64_t frames;
+    std::int64_t height;
+    std::int64_t outChannels;
+    std::int64_t inChannels;
+};
+
+bool isDepthwise(const Kernel& kernel, const LayerRecord& record) {
+    return kernel.outChannels == 1 && record.outChannels != 1;
+}
+
+}  // namespace
+
+void readTransposed(RecordReader& reader, LayerRecord& record) {
+    record.tensors.push_back(reader.readTensor("weights"));
+    record.tensors.push_back(reader.readTensor("bias"));
+    record.outChannels = static_cast<std::int32_t>(Kernel(record).outChannels);
+    if (reader.version() >= firstVersionWithOutChannels) {
+        record.outChannels = reader.plain().ReadInt16();
+    }
+    reader.readStrides(record);
+}
+
+Flow followTransposed(const LayerRecord& record, const std::vector<Frames>& inputs) {
+    const Kernel kernel(record);
+    const Frames& in = inputs.front();
+    const std::int64_t timeStride = std::max(record.timeStride, 1);
+    // A stride of 0 loads, and gives frames without bins.
+    const std::int64_t heightStride = std::max(record.heightStride, 0);
+    const std::int64_t outChannels = std::max(record.outChannels, 0);
+    Flow flow;
+    flow.output = {in.height * heightStride, outChannels, in.rate.times(timeStride, 1)};
+    flow.remark = isDepthwise(kernel, record) ? "depthwise" : "";
+    if (in.channels != kernel.inChannels) {
+        flow.faults.push_back("takes " + counted(kernel.inChannels, "channel") + ", but gets " +
+                              std::to_string(in.channels));
+    }
+    const std::int64_t ringFrames = std::max(kernel.frames, timeStride);
+    const std::int64_t waitingFrames = timeStride - 1;
+    flow.historyValues = product({ringFrames + waitingFrames, flow.output.height, outChannels});
+    flow.outputValues =
+        product({flow.output.height, outChannels}) + product({in.height, kernel.inChannels});
+    if (record.tensors[0].values > 0) {
+        const double taps =
+            tapsInside({in.height, flow.output.height, kernel.height, heightStride});
+        flow.multiplyAdds = taps * static_cast<double>(kernel.frames) *
+                            static_cast<double>(kernel.outChannels) *
+                            static_cast<double>(kernel.inChannels);
+    }
+    return flow;
+}
+
+std::string describeTransposed(const LayerRecord& record) {
+    const Kernel kernel(record);
+    return "kernel " + counted(kernel.frames, "frame") + " x " + counted(kernel.height, "bin") +
+           ", " + std::to_string(kernel.inChannels) + " to " +
+           counted(record.outChannels, "channel") + strideWords(record) +
+           biasWords(record.tensors[1]);
+}
+
+}  // namespace vorun::inspect::kinds

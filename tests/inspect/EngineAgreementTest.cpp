@@ -1,0 +1,173 @@
+#include <algorithm>
+#include <gtest/gtest.h>
+#include <memory>
+#include <stdexcept>
+#include <vector>
+
+#include "inspect/InspectTools.h"
+#include "neural/MemoryStream.h"
+#include "neural/NeuralModel.h"
+
+/** What the program says of a model is what the engine does with it. */
+namespace vorun::test {
+namespace {
+
+using inspect::Frames;
+using inspect::GraphFlow;
+using writer::ConvRecord;
+using writer::LayerType;
+using writer::ModelHeader;
+using writer::ModelWriter;
+using writer::SelfAttentionRecord;
+
+using Model = NeuralModel<float>;
+using FloatTensor = Tensor<float>;
+
+constexpr std::int16_t rows = 4;
+constexpr std::int8_t channels = 2;
+constexpr std::int64_t frameBytes = std::int64_t{rows} * channels * 4;
+
+std::unique_ptr<Model> loaded(const ModelWriter& file) {
+    auto model = std::make_unique<Model>();
+    LoadReport report;
+    if (!model->Load(std::make_shared<MemoryStream>(file.bytes()), report)) {
+        throw std::logic_error(report.reason);
+    }
+    return model;
+}
+
+/** Runs one frame of ones, and gives what comes out. */
+FloatTensor step(Model& model) {
+    FloatTensor input({1, rows, channels});
+    std::fill_n(input.data(), input.volume(), 1.0F);
+    model.input->AddTensor(input, nullptr);
+    return model.output->TakeResult();
+}
+
+std::uint64_t allocated() {
+    return TensorData<float>::bytesAllocated();
+}
+
+TEST(EngineAgreement, EveryLayerGivesTheShapeAndRateThatIsTold) {
+    constexpr int frames = 40;
+    constexpr double mostLate = 4.0;
+    const GraphFlow graph = followed(everyLayer());
+    const inspect::FileContents contents = decoded(everyLayer().bytes());
+    for (std::size_t i = 0; i < contents.layers.size(); ++i) {
+        ModelWriter file = everyLayer();
+        file.setOutputSource(contents.layers[i].name);
+        const auto model = loaded(file);
+        const Frames& told = graph.layers[i].flow->output;
+        double given = 0;
+        for (int frame = 0; frame < frames; ++frame) {
+            const FloatTensor result = step(*model);
+            given += result.dim(0);
+            if (result.dim(0) > 0) {
+                EXPECT_EQ(result.dim(1), told.height) << contents.layers[i].name;
+                EXPECT_EQ(result.dim(2), told.channels) << contents.layers[i].name;
+            }
+        }
+        EXPECT_NEAR(given, told.rate.value() * frames, mostLate) << contents.layers[i].name;
+    }
+}
+
+/** Layers whose tensors are all taken at the load and the first frame that comes out. */
+std::vector<ModelWriter> singleLayers() {
+    const ModelHeader header = headerOf(rows, channels);
+    ConvRecord conv = convOf({3, 2, channels, 5});
+    conv.bias = blockOf({5});
+    conv.timeDilation = 4;
+    SelfAttentionRecord attention;
+    attention.projection = blockOf({channels, channels});
+    attention.projectionBias = blockOf({rows, channels});
+    attention.attentionWeights = blockOf({3, channels});
+    std::vector<ModelWriter> files(11, ModelWriter(header));
+    files[0].addConv("x", "input", conv);
+    files[1].addConv("x", "input", convOf({2, 1, 1, 6}));
+    files[2].addTwoTensors("x", "input", LayerType::norm, blockOf({channels}), blockOf({channels}));
+    files[3].addTwoTensors("x", "input", LayerType::dense, blockOf({rows, rows, channels}),
+                           blockOf({}));
+    files[4].addPreNorm("x", "input", blockOf({7}));
+    files[5].addSelfAttention("x", "input", attention);
+    files[6].addActivation("x", "input", LayerType::relu);
+    files[7].addActivation("x", "input", LayerType::elu);
+    files[8].addLeakyRelu("x", "input", 0.5F);
+    files[9].addActivation("x", "input", LayerType::softplus);
+    files[10].addTwoTensors("x", "input", LayerType::separableChannelConv, blockOf({1}),
+                            blockOf({3}));
+    for (ModelWriter& file : files) {
+        file.setOutputSource("x");
+    }
+    return files;
+}
+
+TEST(EngineAgreement, MemoryIsWhatTheEngineTakes) {
+    for (const ModelWriter& file : singleLayers()) {
+        const inspect::FileContents contents = decoded(file.bytes());
+        const GraphFlow graph = followGraph(contents);
+        const std::uint64_t before = allocated();
+        const auto model = loaded(file);
+        const FloatTensor result = step(*model);
+        // What goes in, and the copy that comes out, are the caller's.
+        const std::int64_t callers = frameBytes + std::int64_t{result.volume()} * 4;
+        EXPECT_EQ(static_cast<double>(allocated() - before),
+                  graph.weightBytes + graph.historyBytes + graph.outputBytes +
+                      static_cast<double>(callers))
+            << "type " << contents.layers[0].type;
+    }
+}
+
+/** Models that load and cannot run; the faults are those of LayerFaultTest. */
+std::vector<ModelWriter> faultyModels() {
+    const ModelHeader header = headerOf(rows, channels);
+    ConvRecord half = convOf({1, 1, channels, channels});
+    half.heightStride = 2;
+    SelfAttentionRecord attention;
+    attention.projection = blockOf({1, channels});
+    attention.projectionBias = blockOf({rows, channels});
+    std::vector<ModelWriter> files(7, ModelWriter(header));
+    files[0].addConv("x", "input", convOf({1, 1, 3, 2}));
+    files[1].addTransposedConv("x", "input", transposedOf({1, 1, 2, 3}, 2));
+    files[2].addTwoTensors("x", "input", LayerType::dense, blockOf({3, 3, 2}), blockOf({}));
+    files[3].addTwoTensors("x", "input", LayerType::norm, blockOf({1}), blockOf({1}));
+    files[4].addSelfAttention("x", "input", attention);
+    files[5].addConv("h", "input", half).addArithmetic("x", {"input", "h"}, 2);
+    files[6].addConcat("x", {"input", "input"});
+    for (ModelWriter& file : files) {
+        file.setOutputSource("x");
+    }
+    return files;
+}
+
+/** Whether a frame comes out within a few that go in. */
+bool runs(Model& model) {
+    try {
+        for (int frame = 0; frame < 5; ++frame) {
+            if (step(model).volume() > 0) {
+                return true;
+            }
+        }
+        return false;
+    } catch (const std::exception&) {
+        return false;
+    }
+}
+
+TEST(EngineAgreement, WhatIsWarnedOfDoesNotRun) {
+    for (const ModelWriter& file : faultyModels()) {
+        EXPECT_FALSE(followed(file).warnings.empty());
+        EXPECT_FALSE(runs(*loaded(file))) << followed(file).warnings.front();
+    }
+}
+
+TEST(EngineAgreement, WhatIsNotWarnedOfRuns) {
+    for (const ModelWriter& file : singleLayers()) {
+        const inspect::FileContents contents = decoded(file.bytes());
+        EXPECT_TRUE(followed(file).warnings.empty()) << contents.layers[0].type;
+        EXPECT_TRUE(runs(*loaded(file))) << contents.layers[0].type;
+    }
+    EXPECT_TRUE(runs(*loaded(everyLayer())));
+}
+
+}  // namespace
+}  // namespace vorun::test

@@ -1,0 +1,240 @@
+#include <gtest/gtest.h>
+
+#include "inspect/InspectTools.h"
+#include "inspect/LayerKinds.h"
+
+/** Shapes, costs and memory of each layer type, computed by hand. */
+namespace vorun::test {
+namespace {
+
+using inspect::Flow;
+using inspect::Rate;
+using writer::ConvRecord;
+using writer::LayerType;
+using writer::ModelWriter;
+using writer::SelfAttentionRecord;
+using writer::TransposedConvRecord;
+
+void expectShape(const Flow& flow, std::int64_t height, std::int64_t channels, const Rate& rate) {
+    EXPECT_EQ(flow.output.height, height);
+    EXPECT_EQ(flow.output.channels, channels);
+    EXPECT_EQ(flow.output.rate, rate) << textOf(flow.output.rate);
+}
+
+void expectFigures(const Flow& flow, double multiplyAdds, std::int64_t history,
+                   std::int64_t outputs) {
+    EXPECT_EQ(flow.multiplyAdds, multiplyAdds);
+    EXPECT_EQ(flow.historyValues, history);
+    EXPECT_EQ(flow.outputValues, outputs);
+    EXPECT_TRUE(flow.faults.empty()) << flow.faults.front();
+}
+
+Flow convFlow(const ConvRecord& record, std::int16_t rows, std::int8_t channels) {
+    return flowOf(ModelWriter(headerOf(rows, channels)).addConv("c", "input", record));
+}
+
+TEST(LayerCost, ConvolutionMixesChannelsOverItsKernel) {
+    const Flow flow = convFlow(convOf({2, 3, 2, 4}), 6, 2);
+    expectShape(flow, 6, 4, {1, 1});
+    // 16 taps inside the frame, 2 frames, 2 to 4 channels; a history of 2 frames of 6 x 2.
+    expectFigures(flow, 16 * 2 * 2 * 4, 24, 24);
+    EXPECT_EQ(flow.remark, "");
+}
+
+TEST(LayerCost, DilationLengthensTheHistoryAlone) {
+    ConvRecord record = convOf({3, 1, 2, 4});
+    record.timeDilation = 5;
+    const Flow flow = convFlow(record, 6, 2);
+    expectFigures(flow, 6 * 3 * 2 * 4, (2 * 5 + 1) * 12, 24);
+}
+
+TEST(LayerCost, StridesOfAConvolutionSaveFramesAndBins) {
+    ConvRecord record = convOf({1, 4, 2, 3});
+    record.timeStride = 2;
+    record.heightStride = 2;
+    const Flow flow = convFlow(record, 6, 2);
+    expectShape(flow, 3, 3, {1, 2});
+    // 10 taps inside, 2 to 3 channels, every other frame.
+    expectFigures(flow, 30, 12, 9);
+}
+
+TEST(LayerCost, BinsThatAHeightStrideDropsAreNotInTheOutput) {
+    ConvRecord record = convOf({1, 1, 1, 1});
+    record.heightStride = 2;
+    const Flow flow = convFlow(record, 5, 1);
+    expectShape(flow, 2, 1, {1, 1});
+    expectFigures(flow, 2, 5, 2);
+}
+
+TEST(LayerCost, DepthwiseConvolutionKeepsChannelsApart) {
+    const Flow flow = convFlow(convOf({3, 1, 1, 4}), 6, 2);
+    expectShape(flow, 6, 4, {1, 1});
+    // The history holds the frames already spread over the 4 channels.
+    expectFigures(flow, 6 * 3 * 4, 3 * 6 * 4, 24);
+    EXPECT_EQ(flow.remark, "depthwise");
+}
+
+TEST(LayerCost, OneInputChannelIsNoDepthwiseConvolution) {
+    const Flow flow = convFlow(convOf({1, 1, 1, 4}), 6, 1);
+    expectFigures(flow, 24, 6, 24);
+    EXPECT_EQ(flow.remark, "");
+}
+
+TEST(LayerCost, TransposedConvolutionGivesMoreFramesAndBins) {
+    TransposedConvRecord record = transposedOf({3, 4, 5, 2}, 5);
+    record.timeStride = 2;
+    record.heightStride = 2;
+    const Flow flow = flowOf(ModelWriter(headerOf(3, 2)).addTransposedConv("t", "input", record));
+    expectShape(flow, 6, 5, {2, 1});
+    // 10 taps inside. A ring of 3 frames and one that waits; the output and the copied input.
+    expectFigures(flow, 10 * 3 * 5 * 2, (3 + 1) * 30, 30 + 6);
+}
+
+TEST(LayerCost, TransposedConvolutionOfLongStridesHasALongRing) {
+    TransposedConvRecord record = transposedOf({1, 1, 1, 1}, 1);
+    record.timeStride = 4;
+    const Flow flow = flowOf(ModelWriter(headerOf(3, 1)).addTransposedConv("t", "input", record));
+    expectShape(flow, 3, 1, {4, 1});
+    expectFigures(flow, 3, (4 + 3) * 3, 3 + 3);
+}
+
+TEST(LayerCost, DepthwiseTransposedConvolutionKeepsChannelsApart) {
+    const Flow flow = flowOf(
+        ModelWriter(headerOf(3, 2)).addTransposedConv("t", "input", transposedOf({2, 1, 1, 2}, 2)));
+    expectShape(flow, 3, 2, {1, 1});
+    expectFigures(flow, 3 * 2 * 2, 2 * 6, 12);
+    EXPECT_EQ(flow.remark, "depthwise");
+}
+
+TEST(LayerCost, AHeightStrideOfZeroLeavesNoBins) {
+    TransposedConvRecord record = transposedOf({2, 3, 4, 2}, 4);
+    record.heightStride = 0;
+    const Flow flow = flowOf(ModelWriter(headerOf(3, 2)).addTransposedConv("t", "input", record));
+    expectShape(flow, 0, 4, {1, 1});
+    expectFigures(flow, 0, 0, 6);
+}
+
+TEST(LayerCost, DenseMixesAllBins) {
+    const Flow flow = flowOf(
+        ModelWriter(headerOf(4, 2))
+            .addTwoTensors("d", "input", LayerType::dense, blockOf({4, 4, 2}), blockOf({4, 2})));
+    expectShape(flow, 4, 2, {1, 1});
+    expectFigures(flow, 4 * 4 * 2, 0, 8);
+}
+
+TEST(LayerCost, NormIsOneStepForEachValue) {
+    const Flow flow =
+        flowOf(ModelWriter(headerOf(4, 2))
+                   .addTwoTensors("n", "input", LayerType::norm, blockOf({2}), blockOf({2})));
+    expectFigures(flow, 8, 0, 8);
+}
+
+TEST(LayerCost, PreNormMeasuresAndScalesEachFrame) {
+    const Flow flow = flowOf(ModelWriter(headerOf(4, 2)).addPreNorm("p", "input", blockOf({5})));
+    expectFigures(flow, 8 + 8 + 5, 5, 8);
+}
+
+TEST(LayerCost, SeparableConvolutionFiltersTimeThenHeight) {
+    const Flow flow = flowOf(ModelWriter(headerOf(4, 2))
+                                 .addTwoTensors("s", "input", LayerType::separableChannelConv,
+                                                blockOf({3}), blockOf({5})));
+    expectShape(flow, 4, 2, {1, 1});
+    // Height taps at distances -2 to 2 meet 2, 3, 4, 3 and 2 of the 4 bins.
+    expectFigures(flow, 3 * 8 + 14 * 2, 3 * 8, 16);
+}
+
+TEST(LayerCost, HeightTapsBeyondTheFrameCostNothing) {
+    const Flow flow = flowOf(ModelWriter(headerOf(2, 1))
+                                 .addTwoTensors("s", "input", LayerType::separableChannelConv,
+                                                blockOf({1}), blockOf({11})));
+    expectFigures(flow, 2 + 4, 2, 4);
+}
+
+TEST(LayerCost, AttentionIsAWindowAndAMatrix) {
+    SelfAttentionRecord record;
+    record.projection = blockOf({2, 2});
+    record.projectionBias = blockOf({4, 2});
+    ModelWriter plain(headerOf(4, 2));
+    expectFigures(flowOf(plain.addSelfAttention("a", "input", record)), 8 * 2, 0, 8);
+    record.attentionWeights = blockOf({3, 2});
+    record.lookahead = 2;
+    ModelWriter windowed(headerOf(4, 2));
+    expectFigures(flowOf(windowed.addSelfAttention("a", "input", record)), 8 * (3 + 2), 24, 16);
+}
+
+TEST(LayerCost, ActivationsKeepTheShape) {
+    struct Case {
+        LayerType type;
+        double multiplyAdds;
+        std::int64_t outputs;
+    };
+    for (const Case& expected :
+         {Case{LayerType::relu, 0, 8}, Case{LayerType::elu, 0, 16}, Case{LayerType::sigmoid, 0, 16},
+          Case{LayerType::softplus, 0, 8}, Case{LayerType::hardSigmoid, 8, 16}}) {
+        const Flow flow =
+            flowOf(ModelWriter(headerOf(4, 2)).addActivation("a", "input", expected.type));
+        expectShape(flow, 4, 2, {1, 1});
+        expectFigures(flow, expected.multiplyAdds, 0, expected.outputs);
+    }
+    expectFigures(flowOf(ModelWriter(headerOf(4, 2)).addLeakyRelu("l", "input", 0.5F)), 8, 0, 16);
+}
+
+TEST(LayerCost, ConcatAddsChannelsAndKeepsOneFrameOfEach) {
+    ModelWriter model(headerOf(4, 2));
+    model.addConv("c", "input", convOf({1, 1, 2, 3})).addConcat("j", {"input", "c"});
+    const Flow flow = *followed(model).layers[1].flow;
+    expectShape(flow, 4, 5, {1, 1});
+    expectFigures(flow, 0, 8 + 12, 20);
+}
+
+TEST(LayerCost, ArithmeticStepsOverEachFurtherInput) {
+    const auto flowWith = [](int operation) {
+        ModelWriter model(headerOf(4, 2));
+        model.addActivation("a", "input", LayerType::relu)
+            .addActivation("b", "input", LayerType::relu)
+            .addArithmetic("j", {"a", "b", "input"}, static_cast<std::int8_t>(operation));
+        return *followed(model).layers[2].flow;
+    };
+    for (const int operation : {0, 1, 2, 3}) {
+        expectShape(flowWith(operation), 4, 2, {1, 1});
+        expectFigures(flowWith(operation), 16, 24, 8);
+    }
+    for (const int operation : {-1, 4, 7}) {
+        expectFigures(flowWith(operation), 0, 24, 8);
+    }
+}
+
+TEST(LayerKinds, NumbersWithoutALayerHaveNoEntry) {
+    for (const std::int32_t type : {-1, 0, 1, 8, 10, 11, 13, 21, 32767}) {
+        EXPECT_EQ(inspect::kindOf(type), nullptr) << type;
+    }
+}
+
+TEST(LayerKinds, WordsTellTheParametersOfEachType) {
+    const inspect::FileContents contents = decoded(everyLayer().bytes());
+    std::vector<std::string> words;
+    for (const inspect::LayerRecord& record : contents.layers) {
+        words.push_back(inspect::kindOf(record.type)->describe(record));
+    }
+    const std::vector<std::string> expected = {
+        "level over 2 frames",
+        "kernel 2 frames x 3 bins, 2 to 3 channels, stride 2 x 1, look-ahead 1, bias",
+        "",
+        "kernel 2 frames x 3 bins, 3 to 2 channels, stride 2 x 1, no bias",
+        "scale and offset of 2 channels",
+        "4 to 4 bins, bias",
+        "3 taps over time, 3 over height",
+        "2 channels, window of 3 frames",
+        "",
+        "slope 0.25",
+        "",
+        "kernel 1 frame x 1 bin, 4 to 2 channels, no bias",
+        "",
+        "",
+        "",
+        "product (operation 0)"};
+    EXPECT_EQ(words, expected);
+}
+
+}  // namespace
+}  // namespace vorun::test
