@@ -49,4 +49,27 @@ Tensor<float> randomTensor(const std::vector<std::int32_t>& shape) {
     return tensor;
 }
 
+writer::TensorBlock randomBlock(const std::vector<std::int32_t>& shape) {
+    std::size_t volume = 1;
+    for (const std::int32_t dimension : shape) {
+        volume *= static_cast<std::size_t>(dimension);
+    }
+    return {shape, randomValues(volume, 0.1F)};
+}
+
+void runFrames(benchmark::State& state, writer::ModelWriter& file, const Tensor<float>& frame,
+               std::int64_t multiplyAdds, std::int32_t ticks) {
+    NeuralModel<float> model = modelOf(file.setOutputSource("layer"));
+    for (auto step : state) {
+        model.input->AddTensor(frame, nullptr);
+        for (std::int32_t i = 0; i < ticks; ++i) {
+            model.input->SkipFrame();
+        }
+        benchmark::DoNotOptimize(model.output->TakeResult());
+    }
+    state.counters["multiply_adds/s"] = benchmark::Counter(
+        static_cast<double>(multiplyAdds), benchmark::Counter::kIsIterationInvariantRate);
+    state.SetItemsProcessed(state.iterations());
+}
+
 }  // namespace vorun::benchmarks
