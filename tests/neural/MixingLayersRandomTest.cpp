@@ -3,10 +3,10 @@
 #include <cstdint>
 #include <functional>
 #include <gtest/gtest.h>
-#include <random>
 #include <string>
 #include <vector>
 
+#include "neural/Dice.h"
 #include "neural/GraphTools.h"
 #include "neural/NaiveMixing.h"
 
@@ -15,6 +15,7 @@ namespace {
 
 using test::BoundedSum;
 using test::BoundedValue;
+using test::Dice;
 using test::evaluate;
 using test::FloatTensor;
 using test::loadedModel;
@@ -30,27 +31,11 @@ using writer::TensorBlock;
 
 constexpr std::uint32_t seeds = 400;
 
-class Dice {
-  public:
-    explicit Dice(std::uint32_t seed) : engine_(seed) {}
-    std::int32_t roll(std::int32_t low, std::int32_t high) {
-        return std::uniform_int_distribution<std::int32_t>(low, high)(engine_);
-    }
-    std::vector<float> values(std::int32_t count, float low = -1.0F) {
-        std::uniform_real_distribution<float> distribution(low, 1.0F);
-        std::vector<float> result(static_cast<std::size_t>(count));
-        std::generate(result.begin(), result.end(), [&] { return distribution(engine_); });
-        return result;
-    }
-    NaiveStream stream(std::int32_t maxHeight, std::int32_t maxChannels) {
-        NaiveStream stream{roll(1, maxHeight), roll(1, maxChannels), {}};
-        stream.values = values(roll(6, 16) * stream.frameVolume());
-        return stream;
-    }
-
-  private:
-    std::mt19937 engine_;
-};
+NaiveStream randomStream(Dice& dice, std::int32_t maxHeight, std::int32_t maxChannels) {
+    NaiveStream stream{dice.roll(1, maxHeight), dice.roll(1, maxChannels), {}};
+    stream.values = dice.values(dice.roll(6, 16) * stream.frameVolume());
+    return stream;
+}
 
 /** A layer on its stream, as a model and as its formula. */
 struct Case {
@@ -77,7 +62,7 @@ TensorBlock blockOf(std::vector<std::int32_t> shape, const std::vector<float>& v
 }
 
 Case denseCase(Dice& dice) {
-    NaiveDense dense{dice.stream(7, 5), {}, {}};
+    NaiveDense dense{randomStream(dice, 7, 5), {}, {}};
     const std::int32_t height = dense.stream.height;
     const std::int32_t channels = dense.stream.channels;
     dense.weights = dice.values(height * height * channels);
@@ -92,7 +77,7 @@ Case denseCase(Dice& dice) {
 }
 
 Case normCase(Dice& dice) {
-    NaiveNorm norm{dice.stream(6, 9), {}, {}};
+    NaiveNorm norm{randomStream(dice, 6, 9), {}, {}};
     const std::int32_t channels = norm.stream.channels;
     norm.offset = dice.values(channels);
     norm.scale = dice.values(channels);
@@ -105,7 +90,7 @@ Case normCase(Dice& dice) {
 }
 
 Case preNormCase(Dice& dice) {
-    NaivePreNorm preNorm{dice.stream(9, 5), {}};
+    NaivePreNorm preNorm{randomStream(dice, 9, 5), {}};
     preNorm.weights = dice.values(dice.roll(1, 7), 0.01F);
     // Levels that change, over more than a factor of a thousand.
     const std::int32_t frameVolume = preNorm.stream.frameVolume();
@@ -126,7 +111,7 @@ Case preNormCase(Dice& dice) {
 }
 
 Case selfAttentionCase(Dice& dice) {
-    NaiveSelfAttention attention{dice.stream(5, 6), {}, {}, {}, 0};
+    NaiveSelfAttention attention{randomStream(dice, 5, 6), {}, {}, {}, 0};
     const std::int32_t height = attention.stream.height;
     const std::int32_t channels = attention.stream.channels;
     attention.projection = dice.values(channels * channels);

@@ -2,10 +2,10 @@
 #include <cmath>
 #include <cstdint>
 #include <gtest/gtest.h>
-#include <random>
 #include <string>
 #include <vector>
 
+#include "neural/Dice.h"
 #include "neural/NaiveConvolution.h"
 #include "neural/TransposedLayerTest.h"
 
@@ -15,28 +15,12 @@ namespace vorun {
 namespace {
 
 using test::BoundedSum;
+using test::Dice;
 using test::makeTensor;
 using test::TransposedLayerTest;
 using writer::TransposedConvRecord;
 
 constexpr std::uint32_t seeds = 400;
-
-class Dice {
-  public:
-    explicit Dice(std::uint32_t seed) : engine_(seed) {}
-    std::int32_t roll(std::int32_t low, std::int32_t high) {
-        return std::uniform_int_distribution<std::int32_t>(low, high)(engine_);
-    }
-    std::vector<float> values(std::int32_t count) {
-        std::uniform_real_distribution<float> distribution(-1.0F, 1.0F);
-        std::vector<float> result(static_cast<std::size_t>(count));
-        std::generate(result.begin(), result.end(), [&] { return distribution(engine_); });
-        return result;
-    }
-
-  private:
-    std::mt19937 engine_;
-};
 
 double valueAt(const std::vector<float>& values, std::int32_t index) {
     return static_cast<double>(values.at(static_cast<std::size_t>(index)));
