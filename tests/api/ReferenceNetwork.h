@@ -21,17 +21,30 @@ struct Matrix {
 /** Matrices of frames, oldest first. */
 using Frames = std::vector<Matrix>;
 
+/** A network that takes frames one at a time, as a processor feeds it. */
+class FrameNetwork {
+  public:
+    FrameNetwork() = default;
+    virtual ~FrameNetwork() = default;
+    FrameNetwork(const FrameNetwork&) = delete;
+    FrameNetwork& operator=(const FrameNetwork&) = delete;
+
+    /** The frames that leave it when one frame enters it. */
+    virtual Frames push(const Matrix& frame) = 0;
+    virtual void reset() = 0;
+};
+
 /**
  * A chain of layers in double precision from the definitions: a convolution keeps every frame it
  * ever saw and sums over its kernel at each output position.
  */
-class ReferenceNetwork {
+class ReferenceNetwork : public FrameNetwork {
   public:
     explicit ReferenceNetwork(Network network);
 
     /** The frames that leave the chain when one frame enters it: none or one. */
-    Frames push(const Matrix& frame);
-    void reset();
+    Frames push(const Matrix& frame) override;
+    void reset() override;
 
   private:
     Frames runStage(std::size_t stage, const Matrix& frame);

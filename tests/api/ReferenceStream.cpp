@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstddef>
 #include <numbers>
+#include <utility>
 
 namespace vorun::apitest {
 namespace {
@@ -18,10 +19,16 @@ std::vector<double> hann(int length) {
 }  // namespace
 
 ReferenceStream::ReferenceStream(const TestModel& model, int hostChannels, double hostRate)
-    : model_(model),
+    : ReferenceStream(model.header, std::make_unique<ReferenceNetwork>(model.network),
+                      apitest::latencyFrames(model.network), hostChannels, hostRate) {}
+
+ReferenceStream::ReferenceStream(const writer::ModelHeader& header,
+                                 std::unique_ptr<FrameNetwork> network, int latencyFrames,
+                                 int hostChannels, double hostRate)
+    : header_(header),
       channels_(hostChannels),
-      frame_(hostFrame(model.header, hostRate, latencyFrames(model.network))),
-      network_(model.network),
+      frame_(hostFrame(header, hostRate, latencyFrames)),
+      network_(std::move(network)),
       input_(silence(hostChannels, 0)) {
     values_.gains.fill(1.0);
     values_.sensitivities.fill(0.0);
@@ -80,11 +87,11 @@ Spectrum ReferenceStream::analysed(std::int64_t frameIndex) const {
 
 void ReferenceStream::process(const Spectrum& dry) {
     dry_.push_back(dry);
-    const Spectrum modelFrame = matched(dry, model_.header.inputChannels);
-    for (const Matrix& result : network_.push(codedFeatures(model_.header, modelFrame))) {
+    const Spectrum modelFrame = matched(dry, header_.inputChannels);
+    for (const Matrix& result : network_->push(codedFeatures(header_, modelFrame))) {
         const int bins = static_cast<int>(dry.front().size());
-        const Spectrum decoded = decodedSpectrum(model_.header, result, bins);
-        const Spectrum mix = mixedFrame(model_.header, decoded, dry_.front(), values_);
+        const Spectrum decoded = decodedSpectrum(header_, result, bins);
+        const Spectrum mix = mixedFrame(header_, decoded, dry_.front(), values_);
         dry_.pop_front();
         PlanarDouble time;
         for (const Bins& channel : mix) {
@@ -126,7 +133,7 @@ PlanarDouble ReferenceStream::finishedHops() {
 }
 
 void ReferenceStream::reset() {
-    network_.reset();
+    network_->reset();
     input_ = silence(channels_, 0);
     framesAnalysed_ = 0;
     dry_.clear();

@@ -3,6 +3,7 @@
 #include <complex>
 #include <cstdint>
 #include <deque>
+#include <memory>
 #include <vector>
 
 #include "api/HostFrame.h"
@@ -25,6 +26,9 @@ namespace vorun::apitest {
 class ReferenceStream {
   public:
     ReferenceStream(const TestModel& model, int hostChannels, double hostRate);
+    /** With any network, of which the model's header and its stated latency are told apart. */
+    ReferenceStream(const writer::ModelHeader& header, std::unique_ptr<FrameNetwork> network,
+                    int latencyFrames, int hostChannels, double hostRate);
 
     /** Returns what becomes ready. */
     PlanarDouble push(const Planar& block);
@@ -41,10 +45,10 @@ class ReferenceStream {
     PlanarDouble finishedHops();
     std::vector<double> synthesised(const Bins& bins) const;
 
-    TestModel model_;
+    writer::ModelHeader header_;
     int channels_;
     HostFrame frame_;
-    ReferenceNetwork network_;
+    std::unique_ptr<FrameNetwork> network_;
     BusValues values_;
     std::vector<double> analysisWindow_;
     std::vector<double> synthesisWindow_;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -14,7 +15,12 @@ class TemporaryFile {
     explicit TemporaryFile(const std::vector<std::uint8_t>& bytes) { rewrite(bytes); }
 
     /** Replaces the content; the name stays. */
-    void rewrite(const std::vector<std::uint8_t>& bytes) const { folder_.write("file", bytes); }
+    void rewrite(const std::vector<std::uint8_t>& bytes) const {
+        // A file that is cut and written again goes to the disk at once on some systems; a new one
+        // is gone before that.
+        std::filesystem::remove(path_);
+        folder_.write("file", bytes);
+    }
 
     const std::string& path() const { return path_; }
 
