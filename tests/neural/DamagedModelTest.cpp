@@ -75,11 +75,57 @@ Bytes oldActivations() {
     return file.bytes();
 }
 
+writer::TensorBlock halves(std::vector<std::int32_t> shape) {
+    writer::TensorBlock block = test::uniformConv(std::move(shape), 0.5F).weights;
+    block.elementType = ElementType::half;
+    return block;
+}
+
+/** Every layer without look-ahead over 6 bins and one channel; old rules if the version is old. */
+Bytes mixing(std::int32_t version) {
+    ModelHeader header;
+    header.version = version;
+    ModelWriter file(header);
+    file.addPreNorm("p", "input", halves({3}))
+        .addTwoTensors("n", "p", LayerType::norm, halves({1}), halves({1}))
+        .addTwoTensors("s", "n", LayerType::separableChannelConv, halves({3}), halves({3}))
+        .addSelfAttention("a", "s", {halves({1, 1}), halves({testHeight}), 1, halves({2, 1})})
+        .addTwoTensors("d", "a", LayerType::dense, halves({testHeight, testHeight, 1}),
+                       halves({testHeight}))
+        .setOutputSource("d");
+    return file.bytes();
+}
+
+/** An encoder and a decoder, with both joins behind them. */
+Bytes skips(std::int32_t version) {
+    ModelHeader header;
+    header.version = version;
+    ConvRecord encoder = smallConv({2, 2, 1, 2}, ElementType::half);
+    encoder.timeStride = 2;
+    encoder.heightStride = 2;
+    writer::TransposedConvRecord decoder;
+    decoder.weights = halves({3, 2, 1, 2});
+    decoder.bias = halves({1});
+    decoder.timeStride = 2;
+    decoder.heightStride = 2;
+    ModelWriter file(header);
+    file.addConv("e", "input", encoder)
+        .addTransposedConv("t", "e", decoder)
+        .addArithmetic("m", {"input", "t"}, 1)
+        .addConcat("c", {"m", "t", "input"})
+        .setOutputSource("c");
+    return file.bytes();
+}
+
 const std::vector<std::pair<std::string, Bytes>>& validFiles() {
     static const std::vector<std::pair<std::string, Bytes>> files = {
         {"pass-through", passThrough()},
         {"convolutions", convolutions()},
-        {"old activations", oldActivations()}};
+        {"old activations", oldActivations()},
+        {"mixing", mixing(4105)},
+        {"old mixing", mixing(4102)},
+        {"skips", skips(4105)},
+        {"old skips", skips(4103)}};
     return files;
 }
 
