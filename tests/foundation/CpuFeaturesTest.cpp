@@ -18,6 +18,7 @@ CpuFeatures upToAvx2() {
     features.movbe = true;
     features.avx = true;
     features.avx2 = true;
+    features.fma = true;
     features.savesAvx = true;
     return features;
 }
@@ -65,6 +66,13 @@ TEST(DispatchIndex, Is4ForAvx2ThatTheSystemSaves) {
     EXPECT_EQ(dispatchIndexFor(features), 2);
 }
 
+TEST(DispatchIndex, Is3WithoutTheFusedMultiplyAdd) {
+    for (CpuFeatures features : {upToAvx2(), serverAvx512()}) {
+        features.fma = false;
+        EXPECT_EQ(dispatchIndexFor(features), 3);
+    }
+}
+
 TEST(DispatchIndex, Is4ForTheManyCoreAvx512Set) {
     CpuFeatures features = upToAvx2();
     features.avx2 = false;
@@ -108,6 +116,7 @@ TEST(CpuFeatures, DetectionAgreesWithTheCompilersLibrary) {
     EXPECT_EQ(features.sse41, __builtin_cpu_supports("sse4.1") != 0);
     EXPECT_EQ(features.sse42, __builtin_cpu_supports("sse4.2") != 0);
     EXPECT_EQ(features.avx && features.savesAvx, __builtin_cpu_supports("avx") != 0);
+    EXPECT_EQ(features.fma && features.savesAvx, __builtin_cpu_supports("fma") != 0);
     EXPECT_EQ(features.avx2 && features.savesAvx, __builtin_cpu_supports("avx2") != 0);
     const auto wide = [&](bool feature) { return feature && features.savesAvx512; };
     EXPECT_EQ(wide(features.avx512f), __builtin_cpu_supports("avx512f") != 0);

@@ -41,4 +41,33 @@ double DirectTransform::inverseSample(const std::vector<float>& bins, std::size_
     return sum;
 }
 
+std::vector<double> DirectTransform::halvedSpectrum(const std::vector<float>& samples) const {
+    const std::vector<Bin> bins = halve(samples, 0, 1);
+    std::vector<double> spectrum;
+    for (std::size_t k = 0; k <= length / 2; ++k) {
+        spectrum.push_back(bins[k % length].re);
+        spectrum.push_back(bins[k % length].im);
+    }
+    return spectrum;
+}
+
+std::vector<DirectTransform::Bin> DirectTransform::halve(const std::vector<float>& samples,
+                                                         std::size_t first,
+                                                         std::size_t step) const {
+    if (step == length) {
+        return {{static_cast<double>(samples[first]), 0.0}};
+    }
+    const std::vector<Bin> even = halve(samples, first, 2 * step);
+    const std::vector<Bin> odd = halve(samples, first + step, 2 * step);
+    std::vector<Bin> bins(2 * even.size());
+    for (std::size_t k = 0; k < even.size(); ++k) {
+        const double c = cosine[k * step];
+        const double s = sine[k * step];
+        const Bin turned{odd[k].re * c + odd[k].im * s, odd[k].im * c - odd[k].re * s};
+        bins[k] = {even[k].re + turned.re, even[k].im + turned.im};
+        bins[k + even.size()] = {even[k].re - turned.re, even[k].im - turned.im};
+    }
+    return bins;
+}
+
 }  // namespace vorun

@@ -7,6 +7,7 @@
 #include "UlpDistance.h"
 #include "VectorSweep.h"
 #include "VectorVariant.h"
+#include "foundation/vector/FusedForms.h"
 #include "foundation/vector/VectorPrimitives.h"
 
 namespace vorun {
@@ -50,7 +51,7 @@ TEST_P(VectorFunctions, DivIsTheQuotientWithinOneUlp) {
         });
 }
 
-TEST_P(VectorFunctions, MagnitudeIsWithinTwoUlps) {
+TEST_P(VectorFunctions, MagnitudeIsWithinOneUlp) {
     sweep<float, Ipp32fc>(
         [](const Ipp32fc* a, float* d, std::int32_t n) {
             EXPECT_EQ(ippsMagnitude_32fc(a, d, n), 0);
@@ -64,7 +65,18 @@ TEST_P(VectorFunctions, MagnitudeIsWithinTwoUlps) {
             if (squares < wide(std::numeric_limits<float>::min()) || std::isinf(sum)) {
                 return sameFloat(d, static_cast<float>(std::sqrt(wide(sum))));
             }
-            return withinUlps(d, std::sqrt(squares), 2.0);
+            return withinUlps(d, std::sqrt(squares), 1.0);
+        });
+}
+
+TEST_P(VectorFunctions, HypotIsWithinOneUlpWithoutOverflowOnTheWay) {
+    sweep<float, Ipp32fc>(
+        [](const Ipp32fc* a, float* d, std::int32_t n) { EXPECT_EQ(hypotRow(a, d, n), 0); },
+        [](float d, Ipp32fc a) {
+            if (std::isinf(a.re) || std::isinf(a.im)) {
+                return d == infinity;
+            }
+            return withinUlps(d, std::hypot(wide(a.re), wide(a.im)), 1.0);
         });
 }
 
@@ -87,6 +99,66 @@ TEST_P(VectorFunctions, PolarToCartIsWithinTwoUlps) {
             return withinUlps(d.re, wide(magnitude) * std::cos(wide(phase)), 2.0) &&
                    withinUlps(d.im, wide(magnitude) * std::sin(wide(phase)), 2.0);
         });
+}
+
+/// Complex numbers of all magnitudes and angles, both parts of every relative size.
+std::vector<Ipp32fc> numbersOfEveryAngle() {
+    std::vector<Ipp32fc> numbers;
+    ValueSource values(Fill::ordinary);
+    for (int exponent = -60; exponent <= 60; ++exponent) {
+        for (int i = 0; i < 2000; ++i) {
+            Ipp32fc number{};
+            values.next(number);
+            numbers.push_back(
+                {std::ldexp(number.re, exponent), std::ldexp(number.im, exponent + i % 41 - 20)});
+        }
+    }
+    return numbers;
+}
+
+TEST_P(VectorFunctions, MagnitudeAndPhaseHoldTheirBoundsOverAllMagnitudesAndAngles) {
+    const std::vector<Ipp32fc> x = numbersOfEveryAngle();
+    const auto count = static_cast<std::int32_t>(x.size());
+    std::vector<float> y(x.size());
+    ASSERT_EQ(ippsMagnitude_32fc(x.data(), y.data(), count), 0);
+    for (std::size_t i = 0; i < x.size(); ++i) {
+        const double squares = wide(x[i].re) * wide(x[i].re) + wide(x[i].im) * wide(x[i].im);
+        if (squares >= wide(std::numeric_limits<float>::min()) &&
+            squares < wide(std::numeric_limits<float>::max())) {
+            ASSERT_TRUE(withinUlps(y[i], std::sqrt(squares), 1.0)) << x[i].re << ", " << x[i].im;
+        }
+    }
+    ASSERT_EQ(ippsPhase_32fc(x.data(), y.data(), count), 0);
+    for (std::size_t i = 0; i < x.size(); ++i) {
+        ASSERT_TRUE(withinUlps(y[i], std::atan2(wide(x[i].im), wide(x[i].re)), 2.0))
+            << x[i].re << ", " << x[i].im;
+    }
+}
+
+TEST_P(VectorFunctions, SineAndCosineHoldTheirBoundOverEveryPhaseInUse) {
+    std::vector<float> phases = floatsOfEveryMagnitude(20011);
+    std::erase_if(phases, [](float phase) { return !(std::fabs(phase) <= 1.0e4F); });
+    const std::vector<float> ones(phases.size(), 1.0F);
+    std::vector<Ipp32fc> y(phases.size());
+    ASSERT_EQ(ippsPolarToCart_32fc(ones.data(), phases.data(), y.data(),
+                                   static_cast<std::int32_t>(phases.size())),
+              0);
+    for (std::size_t i = 0; i < phases.size(); ++i) {
+        ASSERT_TRUE(withinUlps(y[i].re, std::cos(wide(phases[i])), 2.0) &&
+                    withinUlps(y[i].im, std::sin(wide(phases[i])), 2.0))
+            << phases[i];
+    }
+}
+
+TEST_P(VectorFunctions, PhasesBeyondEveryAngleStayOnTheUnitCircle) {
+    const float phases[] = {1.0e6F, -1.0000001e6F, 3.0e9F, -1.0e20F, 3.0e38F};
+    const float ones[] = {1.0F, 1.0F, 1.0F, 1.0F, 1.0F};
+    Ipp32fc y[5] = {};
+    ASSERT_EQ(ippsPolarToCart_32fc(ones, phases, y, 5), 0);
+    for (std::size_t i = 0; i < std::size(y); ++i) {
+        EXPECT_NEAR(wide(y[i].re), std::cos(wide(phases[i])), 1.0e-6) << phases[i];
+        EXPECT_NEAR(wide(y[i].im), std::sin(wide(phases[i])), 1.0e-6) << phases[i];
+    }
 }
 
 TEST_P(VectorFunctions, ExpIsWithinOneUlp) {

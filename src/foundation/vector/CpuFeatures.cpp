@@ -42,6 +42,7 @@ CpuFeatures detectCpuFeatures() noexcept {
     CpuFeatures features;
     const CpuidLeaf basic = cpuid(1);
     features.ssse3 = bit(basic.ecx, 9);
+    features.fma = bit(basic.ecx, 12);
     features.sse41 = bit(basic.ecx, 19);
     features.sse42 = bit(basic.ecx, 20);
     features.movbe = bit(basic.ecx, 22);
@@ -65,11 +66,13 @@ CpuFeatures detectCpuFeatures() noexcept {
 }
 
 int dispatchIndexFor(const CpuFeatures& f) noexcept {
-    const bool avx512Base = f.savesAvx512 && f.avx512f && f.avx512cd;
+    // A machine can hide the fused multiply-add of its processor, without which the wide variants
+    // cannot do.
+    const bool avx512Base = f.savesAvx512 && f.avx512f && f.avx512cd && f.fma;
     if (avx512Base && f.avx512bw && f.avx512dq && f.avx512vl) {
         return 5;
     }
-    if ((f.savesAvx && f.avx2) || (avx512Base && f.avx512er && f.avx512pf)) {
+    if ((f.savesAvx && f.avx2 && f.fma) || (avx512Base && f.avx512er && f.avx512pf)) {
         return 4;
     }
     if (f.savesAvx && f.avx) {

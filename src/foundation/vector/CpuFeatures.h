@@ -10,6 +10,7 @@ struct CpuFeatures {
     bool movbe = false;
     bool avx = false;
     bool avx2 = false;
+    bool fma = false;
     bool avx512f = false;
     bool avx512cd = false;
     bool avx512er = false;

@@ -1,6 +1,7 @@
 #include "foundation/vector/TransformPlan.h"
 
 #include <cmath>
+#include <cstddef>
 #include <limits>
 #include <new>
 
@@ -12,28 +13,40 @@ namespace {
 
 using transform::RootTable;
 
-constexpr std::int64_t factorBytes = sizeof(Ipp32fc);
-// The factors begin behind the record, on a 64-byte boundary.
+constexpr std::int64_t floatBytes = sizeof(float);
+// The tables begin behind the record, each on a 64-byte boundary.
 constexpr std::int64_t recordBytes = 64;
 static_assert(sizeof(IppsFFTSpec_R_32f) <= recordBytes);
 
-constexpr std::int64_t passFactorCount(std::int32_t order) {
-    std::int64_t count = 0;
-    if (order > 0) {
-        for (std::int64_t n = std::int64_t{1} << transform::passOrder(order); n >= 4; n /= 4) {
-            count += n / 4 * 3;
+constexpr std::int64_t wholeLines(std::int64_t floats) {
+    return (floats + 15) / 16 * 16;
+}
+
+constexpr std::int64_t circleFloats(std::int32_t order) {
+    return transform::hasPassTables(order) ? transform::pairCount(order) : 0;
+}
+
+constexpr std::int64_t lastFactorFloats(std::int32_t order) {
+    std::int64_t floats = 0;
+    if (transform::hasPassTables(order)) {
+        const std::int64_t columns = transform::pairCount(order) / 4;
+        for (std::int64_t column = 0; column < columns; column += transform::tileColumns) {
+            floats += 2 * transform::tileRows(order, column) * transform::tileColumns;
         }
     }
-    return count;
+    return floats;
 }
 
 constexpr std::int64_t pairFactorCount(std::int32_t order) {
     return order < 2 ? 0 : (std::int64_t{1} << (order - 2)) + 1;
 }
 
+constexpr std::int64_t tableFloats(std::int32_t order) {
+    return circleFloats(order) + lastFactorFloats(order) + 2 * wholeLines(pairFactorCount(order));
+}
+
 constexpr std::int64_t specBytes(std::int32_t order) {
-    return transform::alignmentSlack + recordBytes +
-           (passFactorCount(order) + pairFactorCount(order)) * factorBytes;
+    return transform::alignmentSlack + recordBytes + tableFloats(order) * floatBytes;
 }
 
 constexpr std::int64_t initBytes(std::int32_t order) {
@@ -46,7 +59,7 @@ constexpr std::int64_t initBytes(std::int32_t order) {
 
 constexpr std::int64_t workBytes(std::int32_t order) {
     const std::int64_t count = transform::workCount(order);
-    return count == 0 ? 0 : transform::alignmentSlack + count * factorBytes;
+    return count == 0 ? 0 : transform::alignmentSlack + count * floatBytes;
 }
 
 // The allocator adds 72 bytes to each of them.
@@ -82,22 +95,32 @@ void setScales(IppsFFTSpec_R_32f& plan, std::int32_t flag) {
     }
 }
 
-void fillFactors(std::int32_t order, const RootTable& roots, Ipp32fc* passFactors,
-                 Ipp32fc* pairFactors) {
-    if (order == 0) {
-        return;
-    }
+void fillCircles(std::int32_t order, const RootTable& roots, float* circles) {
     const std::int64_t length = std::int64_t{1} << order;
-    for (std::int64_t n = std::int64_t{1} << transform::passOrder(order); n >= 4; n /= 4) {
-        const std::int64_t step = length / n;
-        for (std::int64_t p = 0; p < n / 4; ++p) {
-            for (std::int64_t power = 1; power <= 3; ++power) {
-                *passFactors++ = roots.root(power * p * step);
-            }
+    circles[0] = 0.0f;
+    circles[1] = 0.0f;
+    for (std::int64_t n = 1; n <= transform::pairCount(order) / 4; n *= 2) {
+        for (std::int64_t k = 0; k < n; ++k) {
+            const Ipp32fc root = roots.root(length / n * k);
+            circles[2 * (n + k)] = root.re;
+            circles[2 * (n + k) + 1] = root.im;
         }
     }
-    for (std::int64_t k = 0; k < pairFactorCount(order); ++k) {
-        pairFactors[k] = roots.root(k);
+}
+
+void fillLastFactors(std::int32_t order, const RootTable& roots, float* factors) {
+    constexpr std::int64_t columns = transform::tileColumns;
+    const std::int64_t count = transform::pairCount(order);
+    for (std::int64_t first = 0; first < count / 4; first += columns) {
+        for (std::int64_t i = 1; i <= transform::tileRows(order, first); ++i) {
+            for (std::int64_t column = 0; column < columns; ++column) {
+                // The M-th roots are every other of the N-th.
+                const Ipp32fc root = roots.root((first + column) * i % count * 2);
+                factors[column] = root.re;
+                factors[columns + column] = root.im;
+            }
+            factors += 2 * columns;
+        }
     }
 }
 
@@ -138,16 +161,29 @@ IppStatus ippsFFTInit_R_32f(IppsFFTSpec_R_32f** ppSpec, std::int32_t order, std:
     }
 
     unsigned char* const start = transform::alignUp(pSpecMem);
-    const std::int64_t factorCount = passFactorCount(order) + pairFactorCount(order);
-    auto* const factors = new (start + recordBytes) Ipp32fc[static_cast<std::size_t>(factorCount)];
-    Ipp32fc* const pairFactors = factors + passFactorCount(order);
+    auto* const circles =
+        new (start + recordBytes) float[static_cast<std::size_t>(tableFloats(order))];
+    float* const lastFactors = circles + circleFloats(order);
+    float* const pairReal = lastFactors + lastFactorFloats(order);
+    float* const pairImaginary = pairReal + wholeLines(pairFactorCount(order));
     auto* const plan = new (start) IppsFFTSpec_R_32f{};
     plan->magic = transform::planMagic;
     plan->order = order;
-    plan->passFactors = factors;
-    plan->pairFactors = pairFactors;
+    plan->circles = circles;
+    plan->lastFactors = lastFactors;
+    plan->pairReal = pairReal;
+    plan->pairImaginary = pairImaginary;
     setScales(*plan, flag);
-    fillFactors(order, RootTable(order, eighth), factors, pairFactors);
+    const RootTable roots(order, eighth);
+    if (circleFloats(order) > 0) {
+        fillCircles(order, roots, circles);
+        fillLastFactors(order, roots, lastFactors);
+    }
+    for (std::int64_t k = 0; k < pairFactorCount(order); ++k) {
+        const Ipp32fc factor = roots.root(k);
+        pairReal[k] = factor.re;
+        pairImaginary[k] = factor.im;
+    }
     *ppSpec = plan;
     return ippStsNoErr;
 }

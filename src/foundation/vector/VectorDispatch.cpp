@@ -1,5 +1,6 @@
 #include "foundation/vector/VectorDispatch.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstddef>
 #include <iterator>
@@ -25,6 +26,12 @@ IppStatus checkArrays(std::int32_t len, const Arrays*... arrays) {
 
 IppStatus checkLevels(IppStatus arrays, float levelLT, float levelGT) {
     return arrays == ippStsNoErr && levelLT > levelGT ? ippStsThresholdErr : arrays;
+}
+
+IppStatus checkProducts(const RunProducts& product) {
+    const std::int32_t least =
+        std::min({product.taps, product.run, product.bins, product.channels});
+    return checkArrays(least, product.rows, product.weights, product.out);
 }
 
 // One function for each parameter list of the family: the entry of `table` for the index in force.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "foundation/vector/FusedForms.h"
 #include "foundation/vector/VectorPrimitives.h"
 
 // The one list of dispatched operations. It drives the declarations of every variant
@@ -35,7 +36,33 @@
       (pSrc, pDst, pSpec, pWork), checkTransform(pSrc, pDst, pSpec, pWork))                       \
     X(ippsFFTInv_CCSToR_32f,                                                                      \
       (const float* pSrc, float* pDst, const IppsFFTSpec_R_32f* pSpec, unsigned char* pWork),     \
-      (pSrc, pDst, pSpec, pWork), checkTransform(pSrc, pDst, pSpec, pWork))
+      (pSrc, pDst, pSpec, pWork), checkTransform(pSrc, pDst, pSpec, pWork))                       \
+    X(addRunProducts, (const RunProducts& product), (product), checkProducts(product))            \
+    X(addChannelProducts, (const ChannelProducts& product), (product), checkProducts(product))    \
+    X(dotProductPair_64f,                                                                         \
+      (const double* pSrc1, const double* pSrc2, const double* pSrc3, const double* pSrc4,        \
+       std::int32_t len, double* pResult),                                                        \
+      (pSrc1, pSrc2, pSrc3, pSrc4, len, pResult),                                                 \
+      checkArrays(len, pSrc1, pSrc2, pSrc3, pSrc4, pResult))                                      \
+    X(repeatRow, (const float* pSrc, std::int32_t len, float* pDst, std::int32_t bins),           \
+      (pSrc, len, pDst, bins), checkArrays(std::min(len, bins), pSrc, pDst))                      \
+    X(addRowToBins, (const float* pSrc, std::int32_t len, float* pSrcDst, std::int32_t bins),     \
+      (pSrc, len, pSrcDst, bins), checkArrays(std::min(len, bins), pSrc, pSrcDst))                \
+    X(hypotRow, (const Ipp32fc* pSrc, float* pDst, std::int32_t len), (pSrc, pDst, len),          \
+      checkArrays(len, pSrc, pDst))                                                               \
+    VORUN_VECTOR_ACTIVATIONS(X)
+
+#define VORUN_VECTOR_ACTIVATIONS(X)                                                               \
+    X(activateLeakyRelu, (const float* pSrc, float* pDst, std::int32_t len, float slope),         \
+      (pSrc, pDst, len, slope), checkArrays(len, pSrc, pDst))                                     \
+    X(activateElu, (const float* pSrc, float* pDst, std::int32_t len), (pSrc, pDst, len),         \
+      checkArrays(len, pSrc, pDst))                                                               \
+    X(activateSigmoid, (const float* pSrc, float* pDst, std::int32_t len), (pSrc, pDst, len),     \
+      checkArrays(len, pSrc, pDst))                                                               \
+    X(activateHardSigmoid, (const float* pSrc, float* pDst, std::int32_t len), (pSrc, pDst, len), \
+      checkArrays(len, pSrc, pDst))                                                               \
+    X(activateSoftplus, (const float* pSrc, float* pDst, std::int32_t len), (pSrc, pDst, len),    \
+      checkArrays(len, pSrc, pDst))
 
 #define VORUN_VECTOR_ARITHMETIC(X)                                                           \
     X(ippsAdd_32f, (const float* pSrc1, const float* pSrc2, float* pDst, std::int32_t len),  \

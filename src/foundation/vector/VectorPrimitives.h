@@ -79,10 +79,11 @@ IppStatus ippsAddC_32f(const float* pSrc, float val, float* pDst, std::int32_t l
 IppStatus ippsSubC_32f(const float* pSrc, float val, float* pDst, std::int32_t len);
 /// pDst[i] = pSrc[i] * val; a plain copy for a `val` of 1, zeros whatever the source for one of 0.
 IppStatus ippsMulC_32f(const float* pSrc, float val, float* pDst, std::int32_t len);
-/// pSrcDst[i] += pSrc1[i] * pSrc2[i], the product rounded before the sum.
+/// pSrcDst[i] += pSrc1[i] * pSrc2[i]. The product is rounded before the sum, but for dispatch
+/// indices 4 and 5, which round once.
 IppStatus ippsAddProduct_32f(const float* pSrc1, const float* pSrc2, float* pSrcDst,
                              std::int32_t len);
-/// pSrcDst[i] += pSrc[i] * val, the product rounded before the sum.
+/// pSrcDst[i] += pSrc[i] * val, rounded as in ippsAddProduct_32f.
 IppStatus ippsAddProductC_32f(const float* pSrc, float val, float* pSrcDst, std::int32_t len);
 
 // ---- Complex arithmetic, exact ----
@@ -96,12 +97,13 @@ IppStatus ippsMulC_32fc(const Ipp32fc* pSrc, Ipp32fc val, Ipp32fc* pDst, std::in
 
 // ---- Polar form ----
 
-/// sqrt(re * re + im * im). At most 2 ULP where the sum of squares is a normal float; it is formed
-/// in float and so overflows to infinity and loses bits below 1.1754944e-38.
+/// sqrt(re * re + im * im). At most 1 ULP where the sum of squares is a normal float; otherwise it
+/// is formed in float and so overflows to infinity and loses bits below 1.1754944e-38.
 IppStatus ippsMagnitude_32fc(const Ipp32fc* pSrc, float* pDst, std::int32_t len);
 /// atan2(im, re) in radians. At most 2 ULP.
 IppStatus ippsPhase_32fc(const Ipp32fc* pSrc, float* pDst, std::int32_t len);
-/// magnitude * (cos(phase) + j sin(phase)), the phase in radians. At most 2 ULP for each part.
+/// magnitude * (cos(phase) + j sin(phase)), the phase in radians. At most 2 ULP for each part, for
+/// phases up to 10^4.
 IppStatus ippsPolarToCart_32fc(const float* pSrcMagn, const float* pSrcPhase, Ipp32fc* pDst,
                                std::int32_t len);
 

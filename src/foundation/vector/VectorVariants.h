@@ -9,16 +9,16 @@
 //   3  AVX
 //   4  AVX2, or AVX-512 F, CD, ER, PF
 //   5  AVX-512 F, CD, BW, DQ, VL
-// A new variant is one file that defines the operations in a namespace of its own, and that
-// namespace in the rows below which it serves. `plain` is standard C++ for any processor and the
-// contract for the others: they may differ from it in the order of sums and in the stated errors.
+// All come from one generic source, which a small file for each compiles with the flags of its
+// instruction set. `plain` is standard C++ and the contract for the others: they may differ from it
+// in the order of sums, in whether a multiply-add rounds once, and within the stated errors.
 #define VORUN_VECTOR_VARIANTS(X, operation) \
-    X(plain, operation)                     \
-    X(plain, operation)                     \
-    X(plain, operation)                     \
-    X(plain, operation)                     \
-    X(plain, operation)                     \
-    X(plain, operation)
+    X(sse2, operation)                      \
+    X(ssse3, operation)                     \
+    X(sse42, operation)                     \
+    X(avx, operation)                       \
+    X(avx2, operation)                      \
+    X(avx512, operation)
 
 // NOLINTBEGIN(bugprone-macro-parentheses): the arguments are names and parameter lists.
 #define VORUN_DECLARE_OPERATION(name, parameters, arguments, precondition) \
@@ -30,6 +30,7 @@
 // NOLINTEND(bugprone-macro-parentheses)
 
 namespace vorun {
+VORUN_DECLARE_VARIANT(plain, )
 VORUN_VECTOR_VARIANTS(VORUN_DECLARE_VARIANT, )
 }  // namespace vorun
 

@@ -70,4 +70,10 @@ IppStatus ippsDotProd_64f(const double* pSrc1, const double* pSrc2, std::int32_t
     return ippStsNoErr;
 }
 
+IppStatus dotProductPair_64f(const double* pSrc1, const double* pSrc2, const double* pSrc3,
+                             const double* pSrc4, std::int32_t len, double* pResult) {
+    plain::ippsDotProd_64f(pSrc1, pSrc2, len, pResult);
+    return plain::ippsDotProd_64f(pSrc3, pSrc4, len, pResult + 1);
+}
+
 }  // namespace vorun::plain

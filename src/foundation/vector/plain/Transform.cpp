@@ -1,4 +1,8 @@
-// The real transform; TransformPlan.h tells how it is taken apart.
+// The real transform in plain form, over the pairs that TransformPlan.h describes. The complex
+// transform of length L runs radix-4 passes, and a last radix-2 pass if log2(L) is odd, to and fro
+// between two arrays; L is M. From transform::plainFromOrder on, one radix-4 pass cuts the M
+// numbers into four quarters of L = M / 4 first: each quarter then fits a nearer cache, and the
+// work buffer of the longest transform fits the size in which it is reported.
 #include "foundation/vector/TransformPlan.h"
 #include "foundation/vector/VectorVariants.h"
 
@@ -7,6 +11,15 @@ namespace vorun::plain {
 namespace {
 
 enum class Direction { forward, inverse };
+
+bool isQuartered(std::int32_t order) {
+    return order >= transform::plainFromOrder;
+}
+
+// log2(L), for orders from 1.
+std::int32_t passOrder(std::int32_t order) {
+    return order - (isQuartered(order) ? 3 : 1);
+}
 
 Ipp32fc add(Ipp32fc a, Ipp32fc b) {
     return {a.re + b.re, a.im + b.im};
@@ -53,16 +66,32 @@ Four butterfly(Four x) {
             subtract(evenDifference, oddTurned)};
 }
 
+// exp(-2 pi j k / N) for k up to N / 4.
+Ipp32fc pairFactor(const IppsFFTSpec_R_32f& plan, std::int64_t k) {
+    return {plan.pairReal[k], plan.pairImaginary[k]};
+}
+
+// exp(-2 pi j k / N) for any k below N, from the first quarter of the circle.
+Ipp32fc rootOfPlan(const IppsFFTSpec_R_32f& plan, std::int64_t k) {
+    const std::int64_t quarter = std::int64_t{1} << (plan.order - 2);
+    Ipp32fc root = pairFactor(plan, k % quarter);
+    for (std::int64_t turns = k / quarter; turns > 0; --turns) {
+        root = quarterTurn<Direction::forward>(root);
+    }
+    return root;
+}
+
 // One radix-4 pass over `stride` interleaved transforms of length n. The outputs are left in the
 // order in which the next pass wants them, so that no reordering is needed at the end.
 template <Direction direction>
-void radix4Pass(const Ipp32fc* source, Ipp32fc* target, std::int64_t n, std::int64_t stride,
-                const Ipp32fc* factors) {
+void radix4Pass(const IppsFFTSpec_R_32f& plan, const Ipp32fc* source, Ipp32fc* target,
+                std::int64_t n, std::int64_t stride) {
+    const std::int64_t step = 2 * transform::pairCount(plan.order) / n;
     const std::int64_t quarter = n / 4 * stride;
     for (std::int64_t p = 0; p < n / 4; ++p) {
-        const Ipp32fc w1 = factors[3 * p];
-        const Ipp32fc w2 = factors[3 * p + 1];
-        const Ipp32fc w3 = factors[3 * p + 2];
+        const Ipp32fc w1 = rootOfPlan(plan, p * step);
+        const Ipp32fc w2 = rootOfPlan(plan, 2 * p * step);
+        const Ipp32fc w3 = rootOfPlan(plan, 3 * p * step);
         const Ipp32fc* const from = source + p * stride;
         Ipp32fc* const to = target + 4 * p * stride;
         for (std::int64_t q = 0; q < stride; ++q) {
@@ -94,8 +123,9 @@ bool hasOddPassCount(std::int32_t order) {
 // `target` and `other` and end in `target`: an odd number of them starts by writing `target`, an
 // even one by writing `other`, and `source` must not be that array.
 template <Direction direction>
-void runPasses(std::int32_t order, const Ipp32fc* source, Ipp32fc* target, Ipp32fc* other,
-               const Ipp32fc* factors) {
+void runPasses(const IppsFFTSpec_R_32f& plan, const Ipp32fc* source, Ipp32fc* target,
+               Ipp32fc* other) {
+    const std::int32_t order = passOrder(plan.order);
     std::int64_t n = std::int64_t{1} << order;
     if (n == 1) {
         *target = *source;
@@ -108,23 +138,12 @@ void runPasses(std::int32_t order, const Ipp32fc* source, Ipp32fc* target, Ipp32
         if (n == 2) {
             radix2Pass(source, to, stride);
         } else {
-            radix4Pass<direction>(source, to, n, stride, factors);
-            factors += n / 4 * 3;
+            radix4Pass<direction>(plan, source, to, n, stride);
             stride *= 4;
         }
         source = to;
         toTarget = !toTarget;
     }
-}
-
-// exp(-2 pi j k / N) for any k below N, from the first quarter of the circle in `pairFactors`.
-Ipp32fc rootOfPlan(const IppsFFTSpec_R_32f& plan, std::int64_t k) {
-    const std::int64_t quarter = std::int64_t{1} << (plan.order - 2);
-    Ipp32fc root = plan.pairFactors[k % quarter];
-    for (std::int64_t turns = k / quarter; turns > 0; --turns) {
-        root = quarterTurn<Direction::forward>(root);
-    }
-    return root;
 }
 
 // The first pass of a quartered transform: quarter r of `target` is what remains to be transformed
@@ -163,7 +182,7 @@ template <Direction direction>
 void runQuartered(const IppsFFTSpec_R_32f& plan, const Ipp32fc* source, Ipp32fc* target,
                   Ipp32fc* work) {
     const std::int64_t quarter = transform::pairCount(plan.order) / 4;
-    const std::int32_t order = transform::passOrder(plan.order);
+    const std::int32_t order = passOrder(plan.order);
     cutIntoQuarters<direction>(plan, source, target);
     for (std::int64_t r = 0; r < 4; ++r) {
         Ipp32fc* const part = target + r * quarter;
@@ -174,7 +193,7 @@ void runQuartered(const IppsFFTSpec_R_32f& plan, const Ipp32fc* source, Ipp32fc*
             }
             from = work;
         }
-        runPasses<direction>(order, from, part, work, plan.passFactors);
+        runPasses<direction>(plan, from, part, work);
     }
     interleaveQuarters(target, work, quarter);
 }
@@ -195,7 +214,7 @@ void separateSpectra(const IppsFFTSpec_R_32f& plan, Ipp32fc* bins) {
         const Ipp32fc mirrored = conjugate(bins[last - k]);
         const Ipp32fc even = add(z, mirrored);
         const Ipp32fc odd =
-            multiply(quarterTurn<Direction::forward>(subtract(z, mirrored)), plan.pairFactors[k]);
+            multiply(quarterTurn<Direction::forward>(subtract(z, mirrored)), pairFactor(plan, k));
         const Ipp32fc sum = add(even, odd);
         const Ipp32fc difference = subtract(even, odd);
         bins[k] = {sum.re * half, sum.im * half};
@@ -218,7 +237,7 @@ void joinSpectra(const IppsFFTSpec_R_32f& plan, const Ipp32fc* bins, Ipp32fc* pa
         const Ipp32fc mirrored = conjugate(bins[last - k]);
         const Ipp32fc even = add(bins[k], mirrored);
         const Ipp32fc odd = quarterTurn<Direction::inverse>(
-            rotate<Direction::inverse>(subtract(bins[k], mirrored), plan.pairFactors[k]));
+            rotate<Direction::inverse>(subtract(bins[k], mirrored), pairFactor(plan, k)));
         const Ipp32fc sum = add(even, odd);
         const Ipp32fc difference = subtract(even, odd);
         pairs[k] = {sum.re * scale, sum.im * scale};
@@ -254,11 +273,10 @@ IppStatus ippsFFTFwd_RToCCS_32f(const float* pSrc, float* pDst, const IppsFFTSpe
     }
     Ipp32fc* const bins = asComplex(pDst);
     Ipp32fc* const work = workNumbers(pWork);
-    if (transform::isQuartered(plan.order)) {
+    if (isQuartered(plan.order)) {
         runQuartered<Direction::forward>(plan, asComplex(pSrc), bins, work);
     } else {
-        runPasses<Direction::forward>(transform::passOrder(plan.order), asComplex(pSrc), bins, work,
-                                      plan.passFactors);
+        runPasses<Direction::forward>(plan, asComplex(pSrc), bins, work);
     }
     separateSpectra(plan, bins);
     return ippStsNoErr;
@@ -273,15 +291,15 @@ IppStatus ippsFFTInv_CCSToR_32f(const float* pSrc, float* pDst, const IppsFFTSpe
     }
     Ipp32fc* const result = asComplex(pDst);
     Ipp32fc* const work = workNumbers(pWork);
-    if (transform::isQuartered(plan.order)) {
+    if (isQuartered(plan.order)) {
         joinSpectra(plan, asComplex(pSrc), result);
         runQuartered<Direction::inverse>(plan, result, result, work);
         return ippStsNoErr;
     }
-    const std::int32_t order = transform::passOrder(plan.order);
+    const std::int32_t order = passOrder(plan.order);
     Ipp32fc* const pairs = hasOddPassCount(order) ? work : result;
     joinSpectra(plan, asComplex(pSrc), pairs);
-    runPasses<Direction::inverse>(order, pairs, result, work, plan.passFactors);
+    runPasses<Direction::inverse>(plan, pairs, result, work);
     return ippStsNoErr;
 }
 

@@ -1,0 +1,72 @@
+#pragma once
+
+#include <cstdint>
+
+#include "foundation/vector/VectorPrimitives.h"
+
+// Chains of multiply-adds over whole planes, in one call. Each is bit for bit what the chain of
+// single operations of the same variant gives, and keeps in registers what the chain would store
+// and load again for every step.
+//
+// Files compiled for one instruction set include this header, so it holds no inline code.
+namespace vorun {
+
+/// A matrix of sums over several rows of input. For each bin b and channel c, first over the taps
+/// t, then over the elements i of a run:
+///
+///   out[b * outStride + c] += rows[t][b * binStride + i] * weights[t * tapStride + i * channels +
+///   c]
+///
+/// Strides count floats. No array needs an alignment, and `out` overlaps no other array.
+struct RunProducts {
+    /// One pointer a tap, to the first bin's run.
+    const float* const* rows;
+    const float* weights;
+    std::int64_t tapStride;
+    std::int64_t binStride;
+    std::int64_t outStride;
+    float* out;
+    std::int32_t taps;
+    std::int32_t run;
+    std::int32_t bins;
+    std::int32_t channels;
+};
+
+/// The same channel by channel:
+///
+///   out[b * outStride + c] +=
+///       rows[t][b * binStride + i * channels + c] * weights[t * tapStride + i * channels + c]
+///
+/// where a run has `run` elements of `channels` floats each.
+using ChannelProducts = RunProducts;
+
+/// Activations in one pass, each the chain that its layer states; pDst may be pSrc.
+/// max(x, 0) + slope * min(x, 0).
+IppStatus activateLeakyRelu(const float* pSrc, float* pDst, std::int32_t len, float slope);
+/// max(x, 0) + (exp(min(x, 0)) - 1).
+IppStatus activateElu(const float* pSrc, float* pDst, std::int32_t len);
+/// exp(c) / (exp(c) + 1) with c = x clamped to -10 to 10; a NaN counts as -10.
+IppStatus activateSigmoid(const float* pSrc, float* pDst, std::int32_t len);
+/// x / 6 + 0.5 clamped to 0 to 1; a NaN gives 0.
+IppStatus activateHardSigmoid(const float* pSrc, float* pDst, std::int32_t len);
+/// ln(exp(x) + 1).
+IppStatus activateSoftplus(const float* pSrc, float* pDst, std::int32_t len);
+
+/// Two sums of products at once, each as ippsDotProd_64f gives it: pResult[0] of pSrc1 with pSrc2,
+/// pResult[1] of pSrc3 with pSrc4.
+IppStatus dotProductPair_64f(const double* pSrc1, const double* pSrc2, const double* pSrc3,
+                             const double* pSrc4, std::int32_t len, double* pResult);
+
+/// sqrt(re^2 + im^2) as std::hypot gives it: no overflow on the way, and infinite beside a NaN if
+/// the other part is. At most 1 ULP.
+IppStatus hypotRow(const Ipp32fc* pSrc, float* pDst, std::int32_t len);
+
+/// Repeats a row of `len` floats for each of `bins` bins, one behind the other.
+IppStatus repeatRow(const float* pSrc, std::int32_t len, float* pDst, std::int32_t bins);
+/// Adds a row of `len` floats to each of `bins` bins, as ippsAdd_32f adds it to one.
+IppStatus addRowToBins(const float* pSrc, std::int32_t len, float* pSrcDst, std::int32_t bins);
+
+IppStatus addRunProducts(const RunProducts& product);
+IppStatus addChannelProducts(const ChannelProducts& product);
+
+}  // namespace vorun

@@ -1,0 +1,353 @@
+// The fused forms, bit for bit against the chain of single operations of the same variant.
+#include <cstdint>
+#include <cstring>
+#include <gtest/gtest.h>
+#include <list>
+#include <random>
+#include <vector>
+
+#include "GuardedArray.h"
+#include "UlpDistance.h"
+#include "VectorSweep.h"
+#include "VectorVariant.h"
+#include "foundation/vector/CheckedCall.h"
+#include "foundation/vector/FusedForms.h"
+#include "foundation/vector/VectorPrimitives.h"
+
+namespace vorun {
+namespace {
+
+VORUN_VECTOR_SUITE(FusedForms);
+
+struct Shape {
+    std::int32_t taps;
+    std::int32_t run;
+    std::int32_t bins;
+    std::int32_t channels;
+    std::int64_t binStride;
+    /// Floats between the rows of the output beyond its channels.
+    std::int64_t gap = 0;
+};
+
+std::size_t sizeOf(std::int64_t count) {
+    return static_cast<std::size_t>(count);
+}
+
+/// The arrays of one product, each of exactly the length that the shape reads or writes, between
+/// guards.
+class Plane {
+  public:
+    /// Input and weights of a bin of one tap hold `runFloats` and `weightFloats`.
+    Plane(const Shape& shape, std::int64_t runFloats, std::int64_t weightFloats, std::uint32_t seed)
+        : engine_(seed),
+          weights_(sizeOf(shape.taps * weightFloats), seed % 16),
+          out_(sizeOf((shape.bins - 1) * (shape.channels + shape.gap) + shape.channels),
+               seed / 16 % 16) {
+        for (std::int32_t t = 0; t < shape.taps; ++t) {
+            const std::int64_t length = (shape.bins - 1) * shape.binStride + runFloats;
+            rows_.emplace_back(sizeOf(length), (seed + sizeOf(t)) % 16);
+            fill(rows_.back());
+        }
+        for (GuardedArray<float>& row : rows_) {
+            pointers_.push_back(row.data());
+        }
+        fill(weights_);
+        fill(out_);
+        product = {pointers_.data(),
+                   weights_.data(),
+                   weightFloats,
+                   shape.binStride,
+                   shape.channels + shape.gap,
+                   out_.data(),
+                   shape.taps,
+                   shape.run,
+                   shape.bins,
+                   shape.channels};
+    }
+
+    std::vector<float> output() { return {out_.begin(), out_.end()}; }
+    bool isIntact() {
+        bool intact = weights_.isIntact() && out_.isIntact();
+        for (GuardedArray<float>& row : rows_) {
+            intact = intact && row.isIntact();
+        }
+        return intact;
+    }
+
+    RunProducts product{};
+
+  private:
+    void fill(GuardedArray<float>& array) {
+        std::uniform_real_distribution<float> level(-1.0F, 1.0F);
+        for (float& value : array) {
+            value = level(engine_);
+        }
+    }
+
+    std::mt19937 engine_;
+    std::list<GuardedArray<float>> rows_;
+    std::vector<const float*> pointers_;
+    GuardedArray<float> weights_;
+    GuardedArray<float> out_;
+};
+
+void addRunsOneByOne(const RunProducts& p) {
+    for (std::int32_t t = 0; t < p.taps; ++t) {
+        for (std::int64_t b = 0; b < p.bins; ++b) {
+            for (std::int64_t i = 0; i < p.run; ++i) {
+                ippsAddProductC_32f(p.weights + t * p.tapStride + i * p.channels,
+                                    p.rows[t][b * p.binStride + i], p.out + b * p.outStride,
+                                    p.channels);
+            }
+        }
+    }
+}
+
+void addChannelsOneByOne(const ChannelProducts& p) {
+    for (std::int32_t t = 0; t < p.taps; ++t) {
+        for (std::int64_t b = 0; b < p.bins; ++b) {
+            for (std::int64_t i = 0; i < p.run; ++i) {
+                ippsAddProduct_32f(p.weights + t * p.tapStride + i * p.channels,
+                                   p.rows[t] + b * p.binStride + i * p.channels,
+                                   p.out + b * p.outStride, p.channels);
+            }
+        }
+    }
+}
+
+bool sameBits(const std::vector<float>& a, const std::vector<float>& b) {
+    return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(float)) == 0;
+}
+
+void expectRunsEqualTheChain(const Shape& shape, std::uint32_t seed) {
+    const std::int64_t weightFloats = std::int64_t{shape.run} * shape.channels;
+    Plane fused(shape, shape.run, weightFloats, seed);
+    Plane chain(shape, shape.run, weightFloats, seed);
+    ASSERT_EQ(addRunProducts(fused.product), 0);
+    addRunsOneByOne(chain.product);
+    ASSERT_TRUE(sameBits(fused.output(), chain.output()))
+        << shape.taps << " taps, runs of " << shape.run << ", " << shape.bins
+        << " bins with stride " << shape.binStride << ", " << shape.channels << " channels, seed "
+        << seed;
+    ASSERT_TRUE(fused.isIntact());
+}
+
+TEST_P(FusedForms, RunsEqualTheChainForEveryCountOfBinsAndChannels) {
+    std::uint32_t seed = 1;
+    for (std::int32_t bins = 1; bins <= 40; ++bins) {
+        for (std::int32_t channels = 1; channels <= 37; ++channels) {
+            expectRunsEqualTheChain({2, 3, bins, channels, 1 + bins % 3, channels % 2}, ++seed);
+            ASSERT_FALSE(HasFatalFailure());
+        }
+    }
+}
+
+TEST_P(FusedForms, RunsEqualTheChainForRandomShapes) {
+    std::mt19937 engine(7);
+    const auto roll = [&](std::int32_t low, std::int32_t high) {
+        return std::uniform_int_distribution<std::int32_t>(low, high)(engine);
+    };
+    for (std::uint32_t seed = 0; seed < 300; ++seed) {
+        const std::int32_t channels = roll(0, 2) == 0 ? roll(1, 6) : roll(1, 80);
+        const std::int32_t bins = roll(0, 3) == 0 ? 1 : roll(1, 150);
+        expectRunsEqualTheChain({roll(1, 4), roll(1, 70), bins, channels, roll(1, 70), roll(0, 5)},
+                                seed);
+        ASSERT_FALSE(HasFatalFailure());
+    }
+}
+
+TEST_P(FusedForms, RunsOfWideInputsWithFewChannelsEqualTheChain) {
+    // Around the most that fits into the columns of a tile.
+    for (const std::int32_t stride : {60, 64, 100, 127, 128, 129, 200, 500, 4096}) {
+        expectRunsEqualTheChain({1, 130, 33, 1, stride}, 3);
+        ASSERT_FALSE(HasFatalFailure());
+    }
+}
+
+TEST_P(FusedForms, RunsMayReachOverTheNextBinsOrStopShortOfThem) {
+    for (const std::int64_t stride : {0, 1, 5, 17}) {
+        for (const std::int32_t channels : {1, 3, 16, 33}) {
+            expectRunsEqualTheChain({3, 5, 29, channels, stride}, 11);
+            ASSERT_FALSE(HasFatalFailure());
+        }
+    }
+}
+
+TEST_P(FusedForms, ChannelsEqualTheChain) {
+    std::uint32_t seed = 1;
+    for (std::int32_t bins = 1; bins <= 13; ++bins) {
+        for (std::int32_t channels = 1; channels <= 40; ++channels) {
+            const Shape shape{2, 1 + channels % 4, bins, channels, channels * (1 + bins % 2), 1};
+            const std::int64_t floats = std::int64_t{shape.run} * channels;
+            Plane fused(shape, floats, floats, ++seed);
+            Plane chain(shape, floats, floats, seed);
+            ASSERT_EQ(addChannelProducts(fused.product), 0);
+            addChannelsOneByOne(chain.product);
+            ASSERT_TRUE(sameBits(fused.output(), chain.output()))
+                << bins << " bins, " << channels << " channels";
+            ASSERT_TRUE(fused.isIntact());
+        }
+    }
+}
+
+/// Ordinary levels, every sign and size, and what is no number.
+std::vector<float> levels(std::size_t count) {
+    std::vector<float> values;
+    ValueSource ordinary(Fill::ordinary);
+    ValueSource special(Fill::special);
+    while (values.size() < count) {
+        float value = 0.0F;
+        (values.size() % 3 == 0 ? special : ordinary).next(value);
+        values.push_back(values.size() % 5 == 0 ? 30.0F * value : value);
+    }
+    return values;
+}
+
+template <class Fused, class Chain>
+void expectActivationEqualsTheChain(const Fused& fused, const Chain& chain) {
+    for (std::int32_t length = 1; length <= 150; ++length) {
+        const std::vector<float> values = levels(sizeOf(length));
+        GuardedArray<float> x(sizeOf(length), sizeOf(length) % 16);
+        GuardedArray<float> out(sizeOf(length), sizeOf(3 * length) % 16);
+        std::vector<float> first(sizeOf(length));
+        std::vector<float> second(sizeOf(length));
+        x.assign(values);
+        chain(x.data(), first.data(), second.data(), length);
+        ASSERT_EQ(fused(x.data(), out.data(), length), 0);
+        ASSERT_EQ(fused(x.data(), x.data(), length), 0) << "in place";
+        for (std::size_t i = 0; i < values.size(); ++i) {
+            ASSERT_TRUE(sameFloat(out[i], first[i]))
+                << values[i] << " gives " << out[i] << ", not " << first[i];
+            ASSERT_TRUE(sameFloat(x[i], first[i])) << "in place";
+        }
+        ASSERT_TRUE(x.isIntact() && out.isIntact());
+    }
+}
+
+TEST_P(FusedForms, LeakyReluEqualsItsChain) {
+    for (const float slope : {0.0F, 0.1F, 1.0F, -2.0F}) {
+        expectActivationEqualsTheChain(
+            [=](const float* x, float* d, std::int32_t n) {
+                return activateLeakyRelu(x, d, n, slope);
+            },
+            [=](const float* x, float* o, float* s, std::int32_t n) {
+                clampBelow(x, o, 0.0F, n);
+                clampAbove(x, s, 0.0F, n);
+                ippsAddProductC_32f(s, slope, o, n);
+            });
+    }
+}
+
+TEST_P(FusedForms, EluEqualsItsChain) {
+    expectActivationEqualsTheChain(&activateElu,
+                                   [](const float* x, float* o, float* s, std::int32_t n) {
+                                       clampAbove(x, o, 0.0F, n);
+                                       ippsExp_32f(o, s, n);
+                                       ippsSubC_32f(s, 1.0F, o, n);
+                                       clampBelow(x, s, 0.0F, n);
+                                       ippsAdd_32f(s, o, o, n);
+                                   });
+}
+
+TEST_P(FusedForms, SigmoidEqualsItsChain) {
+    expectActivationEqualsTheChain(&activateSigmoid,
+                                   [](const float* x, float* o, float* s, std::int32_t n) {
+                                       clampRange(x, o, -10.0F, 10.0F, n);
+                                       ippsExp_32f(o, s, n);
+                                       ippsAddC_32f(s, 1.0F, o, n);
+                                       ippsDiv_32f(o, s, o, n);
+                                   });
+}
+
+TEST_P(FusedForms, HardSigmoidEqualsItsChain) {
+    expectActivationEqualsTheChain(&activateHardSigmoid,
+                                   [](const float* x, float* o, float* s, std::int32_t n) {
+                                       ippsMulC_32f(x, 1.0F / 6.0F, o, n);
+                                       ippsAddC_32f(o, 0.5F, s, n);
+                                       clampRange(s, o, 0.0F, 1.0F, n);
+                                   });
+}
+
+TEST_P(FusedForms, SoftplusEqualsItsChain) {
+    expectActivationEqualsTheChain(&activateSoftplus,
+                                   [](const float* x, float* o, float*, std::int32_t n) {
+                                       ippsExp_32f(x, o, n);
+                                       ippsAddC_32f(o, 1.0F, o, n);
+                                       ippsLn_32f(o, o, n);
+                                   });
+}
+
+TEST_P(FusedForms, RowsAreRepeatedAndAddedForEachBin) {
+    for (std::int32_t length = 1; length <= 40; ++length) {
+        for (std::int32_t bins = 1; bins <= 9; ++bins) {
+            GuardedArray<float> row(sizeOf(length), sizeOf(length) % 16);
+            GuardedArray<float> out(sizeOf(length) * sizeOf(bins), sizeOf(bins));
+            row.assign(levels(sizeOf(length)));
+            ASSERT_EQ(repeatRow(row.data(), length, out.data(), bins), 0);
+            for (std::size_t i = 0; i < out.size(); ++i) {
+                ASSERT_TRUE(sameFloat(out[i], row[i % row.size()]));
+            }
+            ASSERT_EQ(addRowToBins(row.data(), length, out.data(), bins), 0);
+            for (std::size_t i = 0; i < out.size(); ++i) {
+                const float value = row[i % row.size()];
+                ASSERT_TRUE(sameFloat(out[i], value + value)) << length << ", " << bins;
+            }
+            ASSERT_TRUE(row.isIntact() && out.isIntact());
+        }
+    }
+}
+
+TEST_P(FusedForms, PairOfDotProductsEqualsTheSingleOnes) {
+    std::mt19937 engine(5);
+    std::uniform_real_distribution<double> level(-1.0, 1.0);
+    for (std::size_t length = 1; length <= 100; ++length) {
+        GuardedArray<double> a(length, 1);
+        GuardedArray<double> b(length, 2);
+        GuardedArray<double> c(length, 3);
+        GuardedArray<double> d(length, 5);
+        for (std::size_t i = 0; i < length; ++i) {
+            a[i] = level(engine);
+            b[i] = level(engine);
+            c[i] = level(engine);
+            d[i] = level(engine);
+        }
+        const auto len = static_cast<std::int32_t>(length);
+        double single[2] = {};
+        double pair[2] = {};
+        ippsDotProd_64f(a.data(), b.data(), len, &single[0]);
+        ippsDotProd_64f(c.data(), d.data(), len, &single[1]);
+        ASSERT_EQ(dotProductPair_64f(a.data(), b.data(), c.data(), d.data(), len, pair), 0);
+        ASSERT_EQ(pair[0], single[0]) << length;
+        ASSERT_EQ(pair[1], single[1]) << length;
+    }
+}
+
+TEST_P(FusedForms, NullComesBeforeSizesAndNothingIsWritten) {
+    Plane plane({1, 2, 3, 4, 2}, 2, 8, 5);
+    const std::vector<float> before = plane.output();
+    for (RunProducts spoilt : {plane.product, plane.product, plane.product}) {
+        spoilt.run = 0;
+        RunProducts withoutRows = spoilt;
+        withoutRows.rows = nullptr;
+        RunProducts withoutWeights = spoilt;
+        withoutWeights.weights = nullptr;
+        RunProducts withoutOut = spoilt;
+        withoutOut.out = nullptr;
+        for (const RunProducts& product : {withoutRows, withoutWeights, withoutOut}) {
+            EXPECT_EQ(addRunProducts(product), ippStsNullPtrErr);
+            EXPECT_EQ(addChannelProducts(product), ippStsNullPtrErr);
+        }
+        EXPECT_EQ(addRunProducts(spoilt), ippStsSizeErr);
+    }
+    for (std::int32_t RunProducts::*const size :
+         {&RunProducts::taps, &RunProducts::run, &RunProducts::bins, &RunProducts::channels}) {
+        RunProducts spoilt = plane.product;
+        spoilt.*size = 0;
+        EXPECT_EQ(addRunProducts(spoilt), ippStsSizeErr);
+        EXPECT_EQ(addChannelProducts(spoilt), ippStsSizeErr);
+    }
+    EXPECT_TRUE(sameBits(plane.output(), before));
+}
+
+}  // namespace
+}  // namespace vorun
