@@ -7,6 +7,7 @@
 #include <stdexcept>
 
 #include "foundation/vector/CheckedCall.h"
+#include "foundation/vector/FusedForms.h"
 #include "foundation/vector/VectorPrimitives.h"
 
 namespace vorun {
@@ -82,6 +83,26 @@ double PolyphaseFilter::tapAt(std::int64_t index, const double* samples, std::in
     checkedCall(
         held, [&] { return ippsDotProd_64f(rows_.readData(phase), samples + first, held, &sum); });
     return sum;
+}
+
+double PolyphaseFilter::between(std::int64_t index, double share, const double* samples,
+                                std::int64_t count) const {
+    const auto phase = static_cast<std::int32_t>(index & phaseMask_);
+    const auto nextPhase = static_cast<std::int32_t>((index + 1) & phaseMask_);
+    const std::int64_t first = index >> phaseShift_;
+    const std::int64_t nextFirst = (index + 1) >> phaseShift_;
+    const bool isExact = phase == exactPhase_ || nextPhase == exactPhase_;
+    double at[2];
+    if (isExact || taps_ < 1 || nextFirst + taps_ > count) {
+        at[0] = tapAt(index, samples, count);
+        at[1] = tapAt(index + 1, samples, count);
+    } else {
+        checkedCall(taps_, [&] {
+            return dotProductPair_64f(rows_.readData(phase), samples + first,
+                                      rows_.readData(nextPhase), samples + nextFirst, taps_, at);
+        });
+    }
+    return (at[1] - at[0]) * share + at[0];
 }
 
 }  // namespace vorun

@@ -50,6 +50,9 @@ class PolyphaseFilter {
      * `count` values, and beyond them lies silence.
      */
     double tapAt(std::int64_t index, const double* samples, std::int64_t count) const;
+    /** On the line from tapAt(index) to tapAt(index + 1), `share` of the way. */
+    double between(std::int64_t index, double share, const double* samples,
+                   std::int64_t count) const;
 
   private:
     void fillRows(float cutoff);

@@ -115,13 +115,8 @@ void SampleRateConversion::resample(Signal64& block, double ratio, Signal64& out
         const auto index = static_cast<std::int64_t>(step);
         const double share = static_cast<float>(step - static_cast<double>(index));
         for (std::int32_t c = 0; c < out.channels(); ++c) {
-            const double at = filter.tapAt(index, source[c], waiting);
-            if (interpolatePhases) {
-                const double next = filter.tapAt(index + 1, source[c], waiting);
-                target[c][i] = (next - at) * share + at;
-            } else {
-                target[c][i] = at;
-            }
+            target[c][i] = interpolatePhases ? filter.between(index, share, source[c], waiting)
+                                             : filter.tapAt(index, source[c], waiting);
         }
         position += ratio;
     }

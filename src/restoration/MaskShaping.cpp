@@ -38,6 +38,10 @@ ComplexSignal32 reshapeMask(const ComplexSignal32& mask, float sensitivity, Mask
     const Signal32 phase = phaseOf(mask);
     Signal32 magnitude = magnitudeOf(mask);
     const float exponent = maskExponent(sensitivity);
+    // A neutral exponent multiplies by the power 0, which is 1 whatever the base.
+    if (exponent == 1.0f) {
+        return fromPolar(magnitude, phase);
+    }
     const auto bend = exponent < 1.0f ? raiseSmallValues : lowerSmallValues;
     const std::int32_t bins = std::min(extent.bins, magnitude.length());
     const std::int32_t channels = std::min(extent.channels, magnitude.channels());

@@ -7,6 +7,7 @@
 
 #include "foundation/DenormalGuard.h"
 #include "foundation/vector/CheckedCall.h"
+#include "foundation/vector/FusedForms.h"
 
 namespace vorun {
 
@@ -23,8 +24,9 @@ struct FeatureColumn {
     }
 };
 
+/** `lengths` is room for the magnitudes of the bins. */
 void codeChannel(const NeuralModel<float>& model, const Ipp32fc* bins, std::int32_t binCount,
-                 FeatureColumn<float> rows) {
+                 float* lengths, FeatureColumn<float> rows) {
     const std::int32_t complexBins = model.complexInputBins;
     for (std::int32_t b = 0; b < complexBins; ++b) {
         rows[4 * b] = std::max(0.0f, bins[b].re);
@@ -32,14 +34,18 @@ void codeChannel(const NeuralModel<float>& model, const Ipp32fc* bins, std::int3
         rows[4 * b + 2] = std::max(0.0f, -bins[b].re);
         rows[4 * b + 3] = std::max(0.0f, -bins[b].im);
     }
+    const std::int32_t present = std::min(binCount, model.inputBins) - complexBins;
+    checkedCall(present, [&] { return hypotRow(bins + complexBins, lengths, present); });
     for (std::int32_t b = complexBins; b < model.inputBins; ++b) {
-        rows[3 * complexBins + b] = b < binCount ? std::hypot(bins[b].re, bins[b].im) : 0.0f;
+        rows[3 * complexBins + b] = b < binCount ? lengths[b - complexBins] : 0.0f;
     }
 }
 
 void decodeChannel(const NeuralModel<float>& model, FeatureColumn<const float> rows, Ipp32fc* bins,
                    std::int32_t binCount) {
     const std::int32_t complexBins = model.complexInputBins;
+    // Only bins above those of the network take the running level of those below.
+    const bool needsLevel = model.enabled && model.inputBins < binCount;
     float level = 0.0f;
     for (std::int32_t b = 0; b < binCount; ++b) {
         Ipp32fc value{level, 0.0f};
@@ -48,7 +54,7 @@ void decodeChannel(const NeuralModel<float>& model, FeatureColumn<const float> r
         } else if (b < model.inputBins) {
             value.re = rows[3 * complexBins + b];
         }
-        if (model.enabled) {
+        if (needsLevel) {
             level = std::hypot(value.re, value.im) * 0.02f + level * 0.98f;
         }
         bins[b] = value;
@@ -112,9 +118,10 @@ Tensor<float> spectrumToTensor(const NeuralModel<float>& model,
         return tensor;
     }
     float* target = requireBlock(tensor.data());
+    std::vector<float> lengths(static_cast<std::size_t>(bins));
     for (const ComplexSignal32& frame : frames) {
         for (std::int32_t channel = 0; channel < channels; ++channel) {
-            codeChannel(model, frame.readData(channel), bins,
+            codeChannel(model, frame.readData(channel), bins, lengths.data(),
                         {target + channel, static_cast<std::size_t>(channels)});
         }
         target += static_cast<std::size_t>(rows) * static_cast<std::size_t>(channels);

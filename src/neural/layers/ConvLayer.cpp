@@ -6,6 +6,7 @@
 #include <stdexcept>
 
 #include "foundation/vector/CheckedCall.h"
+#include "foundation/vector/FusedForms.h"
 #include "neural/ModelReader.h"
 #include "neural/TensorReader.h"
 
@@ -37,6 +38,10 @@ ConvLayer<T>::ConvLayer(LayerMap<T>& layers, ModelReader& reader, std::int32_t v
     CheckSizes();
     ChargeUnbackedSizes(reader);
     this->ChangeRates({1.0 / timeStride_, 1.0 / heightStride_});
+    if (weights_.volume() > 0) {
+        tapRows_.resize(static_cast<std::size_t>(kernelFrames_));
+        runRows_.resize(static_cast<std::size_t>(kernelFrames_));
+    }
 }
 
 template <class T>
@@ -172,12 +177,14 @@ bool ConvLayer<T>::ConvolveFrame(std::int32_t channels) {
 template <class T>
 void ConvLayer<T>::AddTaps(const Plane& plane) {
     const std::int64_t rowStride = std::int64_t{plane.height} * plane.rowChannels;
-    const std::int64_t kernelStride =
-        std::int64_t{kernelHeight_} * kernelInChannels_ * kernelOutChannels_;
     for (std::int64_t tap = 0; tap < kernelFrames_; ++tap) {
         const std::int64_t row = (tap * timeDilation_ + frameCounter_ + 1) % historyLength_;
-        AddTap({history_.readData() + row * rowStride, weights_.readData() + tap * kernelStride},
-               plane);
+        tapRows_[static_cast<std::size_t>(tap)] = history_.readData() + row * rowStride;
+    }
+    if (plane.rowChannels == (plane.depthwise ? kernelOutChannels_ : kernelInChannels_)) {
+        AddRuns(plane);
+    } else {
+        AddKernelBins(plane);
     }
 }
 
@@ -206,44 +213,92 @@ void ConvLayer<T>::SeedRows(std::int32_t outHeight) {
         zeroFloats(output_.data(), output_.volume());
         return;
     }
-    T* out = output_.data();
-    for (std::int32_t bin = 0; bin < outHeight; ++bin) {
-        copySamples<T>(bias_.readData(), out, kernelOutChannels_);
-        out += kernelOutChannels_;
+    checkedCall(output_.volume(), [&] {
+        return repeatRow(bias_.readData(), kernelOutChannels_, output_.data(), outHeight);
+    });
+}
+
+/**
+ * Where a ring bin holds just what the kernel takes of it, neighbouring bins of the ring and of the
+ * kernel are one run. The kernel lies inside the input for all bins but some at both ends, whose
+ * runs are shorter.
+ */
+template <class T>
+void ConvLayer<T>::AddRuns(const Plane& plane) {
+    const std::int64_t start = FirstPosition();
+    // Rounded up, the first bin at or beyond position 0; then the first whose kernel hangs over.
+    const std::int64_t wholeFrom =
+        (std::max<std::int64_t>(0, -start) + heightStride_ - 1) / heightStride_;
+    const std::int64_t room = plane.height - kernelHeight_ - start;
+    const std::int64_t wholeTo = room < 0 ? 0 : room / heightStride_ + 1;
+    const std::int64_t from = std::min<std::int64_t>(wholeFrom, plane.outHeight);
+    const std::int64_t to = std::clamp<std::int64_t>(wholeTo, from, plane.outHeight);
+    for (std::int64_t bin = 0; bin < from; ++bin) {
+        AddRun(plane, bin, 1);
+    }
+    AddRun(plane, from, to - from);
+    for (std::int64_t bin = to; bin < plane.outHeight; ++bin) {
+        AddRun(plane, bin, 1);
     }
 }
 
+/** Bins whose kernels have the same part inside the input. */
 template <class T>
-void ConvLayer<T>::AddTap(const TimeTap& tap, const Plane& plane) {
-    const std::int64_t start = -((kernelHeight_ - heightStride_) / 2);
-    T* out = output_.data();
-    for (std::int64_t bin = 0; bin < plane.outHeight; ++bin) {
-        AddBin(tap, plane, start + bin * heightStride_, out);
-        out += kernelOutChannels_;
-    }
-}
-
-/** One output bin, whose kernel begins at input bin `position`; bins outside the input are zero. */
-template <class T>
-void ConvLayer<T>::AddBin(const TimeTap& tap, const Plane& plane, std::int64_t position,
-                          T* out) const {
-    const std::int32_t outChannels = kernelOutChannels_;
-    const std::int64_t binStride = std::int64_t{kernelInChannels_} * outChannels;
+void ConvLayer<T>::AddRun(const Plane& plane, std::int64_t bin, std::int64_t bins) {
+    const std::int64_t position = FirstPosition() + bin * heightStride_;
     const std::int64_t first = std::max<std::int64_t>(0, -position);
     const std::int64_t end = std::min<std::int64_t>(kernelHeight_, plane.height - position);
-    for (std::int64_t bin = first; bin < end; ++bin) {
-        const T* x = tap.row + (position + bin) * plane.rowChannels;
-        const T* w = tap.kernel + bin * binStride;
-        if (plane.depthwise) {
-            checkedCall(plane.rowChannels,
-                        [&] { return ippsAddProduct_32f(w, x, out, plane.rowChannels); });
-            continue;
+    if (bins > 0 && first < end) {
+        AddProducts(plane, {position + first, first, end - first, bin, bins, 0, kernelFrames_});
+    }
+}
+
+/** One bin of the kernel after the other, each over all output bins that it meets inside. */
+template <class T>
+void ConvLayer<T>::AddKernelBins(const Plane& plane) {
+    for (std::int64_t tap = 0; tap < kernelFrames_; ++tap) {
+        for (std::int64_t kernelBin = 0; kernelBin < kernelHeight_; ++kernelBin) {
+            const std::int64_t start = FirstPosition() + kernelBin;
+            const std::int64_t bin =
+                (std::max<std::int64_t>(0, -start) + heightStride_ - 1) / heightStride_;
+            const std::int64_t room = plane.height - 1 - start;
+            const std::int64_t end =
+                room < 0 ? 0 : std::min<std::int64_t>(plane.outHeight, room / heightStride_ + 1);
+            if (bin < end) {
+                AddProducts(plane,
+                            {start + bin * heightStride_, kernelBin, 1, bin, end - bin, tap, 1});
+            }
         }
-        for (std::int32_t channel = 0; channel < kernelInChannels_; ++channel) {
-            checkedCall(outChannels,
-                        [&] { return ippsAddProductC_32f(w, x[channel], out, outChannels); });
-            w += outChannels;
-        }
+    }
+}
+
+template <class T>
+void ConvLayer<T>::AddProducts(const Plane& plane, const Stretch& stretch) {
+    const std::int64_t binWeights = std::int64_t{kernelInChannels_} * kernelOutChannels_;
+    for (std::int64_t tap = stretch.tap; tap < stretch.tap + stretch.taps; ++tap) {
+        const auto index = static_cast<std::size_t>(tap);
+        runRows_[index] = tapRows_[index] + stretch.position * plane.rowChannels;
+    }
+    const std::int64_t tapStride = kernelHeight_ * binWeights;
+    RunProducts products{};
+    products.rows = runRows_.data() + stretch.tap;
+    products.weights =
+        weights_.readData() + stretch.tap * tapStride + stretch.kernelBin * binWeights;
+    products.tapStride = tapStride;
+    products.binStride = std::int64_t{heightStride_} * plane.rowChannels;
+    products.outStride = kernelOutChannels_;
+    products.out = output_.data() + stretch.bin * kernelOutChannels_;
+    products.taps = static_cast<std::int32_t>(stretch.taps);
+    products.bins = static_cast<std::int32_t>(stretch.bins);
+    if (plane.depthwise) {
+        products.run = static_cast<std::int32_t>(stretch.kernelBins);
+        products.channels = plane.rowChannels;
+        checkedCall(products.channels, [&] { return addChannelProducts(products); });
+    } else {
+        products.run = static_cast<std::int32_t>(stretch.kernelBins * kernelInChannels_);
+        products.channels = kernelOutChannels_;
+        checkedCall(std::min(products.run, products.channels),
+                    [&] { return addRunProducts(products); });
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 #include "neural/BaseLayer.h"
 
@@ -51,10 +52,16 @@ class ConvLayer : public BaseLayer<T> {
         std::int32_t outHeight;
         bool depthwise;
     };
-    /** One time tap: the ring row that it reads and the block of the kernel that it applies. */
-    struct TimeTap {
-        const T* row;
-        const T* kernel;
+    /** Output bins that meet the same bins of the kernel, over some of the time taps. */
+    struct Stretch {
+        /** Ring bin that the first output bin meets with kernelBin. */
+        std::int64_t position;
+        std::int64_t kernelBin;
+        std::int64_t kernelBins;
+        std::int64_t bin;
+        std::int64_t bins;
+        std::int64_t tap;
+        std::int64_t taps;
     };
 
     bool SendsTicks() const override { return timeStride_ > 1 || lookahead_ > 0; }
@@ -76,8 +83,12 @@ class ConvLayer : public BaseLayer<T> {
     Plane MakePlane(std::int32_t channels) const;
     void SeedRows(std::int32_t outHeight);
     void AddTaps(const Plane& plane);
-    void AddTap(const TimeTap& tap, const Plane& plane);
-    void AddBin(const TimeTap& tap, const Plane& plane, std::int64_t position, T* out) const;
+    void AddRuns(const Plane& plane);
+    void AddRun(const Plane& plane, std::int64_t bin, std::int64_t bins);
+    void AddKernelBins(const Plane& plane);
+    void AddProducts(const Plane& plane, const Stretch& stretch);
+    /** Ring bin at which the kernel of the first output bin begins; below 0 it hangs over. */
+    std::int64_t FirstPosition() const { return -((kernelHeight_ - heightStride_) / 2); }
 
     std::int32_t timeStride_ = 1;
     std::int32_t heightStride_ = 1;
@@ -95,6 +106,9 @@ class ConvLayer : public BaseLayer<T> {
     /** The ring: [historyLength, height, ring channels]. */
     Tensor<T> history_;
     Tensor<T> output_;
+    /** Of each time tap, the ring row and the place in it from which a stretch reads. */
+    std::vector<const T*> tapRows_;
+    std::vector<const T*> runRows_;
     std::int32_t kernelFrames_ = 0;
     std::int32_t historyLength_ = 1;
     std::int32_t kernelHeight_ = 0;

@@ -30,7 +30,9 @@ class DenseLayer : public BaseLayer<T> {
 
   private:
     void RequireValues(const FrameShape& shape) const;
-    void MixBins(const T* frame, const FrameShape& shape, T* out) const;
+    void PackWeights(const FrameShape& shape);
+    void MixByBin(const T* frame, const FrameShape& shape, T* out) const;
+    void MixByChannel(const T* frame, const FrameShape& shape, T* out);
     void AddBias(T* out, std::int32_t count) const;
 
     /** Flat, read as [height, height, channels]: output bin, input bin, channel. */
@@ -38,6 +40,11 @@ class DenseLayer : public BaseLayer<T> {
     /** Flat, height * channels values, or volume 0 for none. */
     Tensor<T> bias_;
     Tensor<T> output_;
+    /** For few channels: [channels, input bin, output bin], of the height of the last frame. */
+    Tensor<T> packed_;
+    /** One channel of a frame, and of its sums. */
+    Tensor<T> column_;
+    Tensor<T> sums_;
 };
 
 extern template class DenseLayer<float>;

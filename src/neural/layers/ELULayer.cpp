@@ -1,6 +1,7 @@
 #include "neural/layers/ELULayer.h"
 
 #include "foundation/vector/CheckedCall.h"
+#include "foundation/vector/FusedForms.h"
 #include "neural/layers/ReshapedOutput.h"
 
 namespace vorun {
@@ -13,12 +14,7 @@ template <class T>
 bool ELULayer<T>::AddTensor(const Tensor<T>& input, const BaseLayer<T>* /*source*/) {
     const std::int32_t count = input.volume();
     float* out = reshapedLike(input, output_);
-    float* scratch = reshapedLike(input, scratch_);
-    clampAbove(input.readData(), out, 0.0f, count);
-    checkedCall(count, [&] { return ippsExp_32f(out, scratch, count); });
-    checkedCall(count, [&] { return ippsSubC_32f(scratch, 1.0f, out, count); });
-    clampBelow(input.readData(), scratch, 0.0f, count);
-    checkedCall(count, [&] { return ippsAdd_32f(scratch, out, out, count); });
+    checkedCall(count, [&] { return activateElu(input.readData(), out, count); });
     return this->PropagateToConsumers(output_, this);
 }
 

@@ -1,8 +1,7 @@
 #include "neural/layers/HardSigmoidLayer.h"
 
-#include <bit>
-
 #include "foundation/vector/CheckedCall.h"
+#include "foundation/vector/FusedForms.h"
 #include "neural/layers/ReshapedOutput.h"
 
 namespace vorun {
@@ -15,13 +14,8 @@ HardSigmoidLayer<T>::HardSigmoidLayer(LayerMap<T>& layers, ModelReader& reader,
 template <class T>
 bool HardSigmoidLayer<T>::AddTensor(const Tensor<T>& input, const BaseLayer<T>* /*source*/) {
     const std::int32_t count = input.volume();
-    constexpr float sixth = 1.0f / 6.0f;
-    static_assert(std::bit_cast<std::uint32_t>(sixth) == 0x3E2AAAABU);
     float* out = reshapedLike(input, output_);
-    float* scratch = reshapedLike(input, scratch_);
-    checkedCall(count, [&] { return ippsMulC_32f(input.readData(), sixth, out, count); });
-    checkedCall(count, [&] { return ippsAddC_32f(out, 0.5f, scratch, count); });
-    clampRange(scratch, out, 0.0f, 1.0f, count);
+    checkedCall(count, [&] { return activateHardSigmoid(input.readData(), out, count); });
     return this->PropagateToConsumers(output_, this);
 }
 

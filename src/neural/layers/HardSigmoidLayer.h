@@ -18,6 +18,7 @@ class HardSigmoidLayer : public BaseLayer<T> {
 
   private:
     Tensor<T> output_;
+    /** Stays empty: one pass needs no scratch. */
     Tensor<T> scratch_;
 };
 

@@ -1,6 +1,7 @@
 #include "neural/layers/LeakyReLULayer.h"
 
 #include "foundation/vector/CheckedCall.h"
+#include "foundation/vector/FusedForms.h"
 #include "neural/ModelReader.h"
 #include "neural/layers/ReshapedOutput.h"
 
@@ -15,10 +16,7 @@ template <class T>
 bool LeakyReLULayer<T>::AddTensor(const Tensor<T>& input, const BaseLayer<T>* /*source*/) {
     const std::int32_t count = input.volume();
     float* out = reshapedLike(input, output_);
-    float* scratch = reshapedLike(input, scratch_);
-    clampBelow(input.readData(), out, 0.0f, count);
-    clampAbove(input.readData(), scratch, 0.0f, count);
-    checkedCall(count, [&] { return ippsAddProductC_32f(scratch, slope_, out, count); });
+    checkedCall(count, [&] { return activateLeakyRelu(input.readData(), out, count, slope_); });
     return this->PropagateToConsumers(output_, this);
 }
 

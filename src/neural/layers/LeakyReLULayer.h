@@ -19,6 +19,7 @@ class LeakyReLULayer : public BaseLayer<T> {
   private:
     float slope_;
     Tensor<T> output_;
+    /** Stays empty: one pass needs no scratch. */
     Tensor<T> scratch_;
 };
 

@@ -1,8 +1,10 @@
 #include "neural/layers/SelfAttentionLayer.h"
 
+#include <algorithm>
 #include <stdexcept>
 
 #include "foundation/vector/CheckedCall.h"
+#include "foundation/vector/FusedForms.h"
 #include "neural/ModelReader.h"
 #include "neural/TensorReader.h"
 
@@ -33,6 +35,9 @@ SelfAttentionLayer<T>::SelfAttentionLayer(LayerMap<T>& layers, ModelReader& read
         historyLength_ = attentionWeights_.dim(0);
         require(attentionWeights_.volume() > 0 && historyLength_ >= 1,
                 "attention window without a length");
+        // The block of the weights has a value for each frame at least, or no frame will pass.
+        windowRows_.resize(
+            static_cast<std::size_t>(std::min(historyLength_, attentionWeights_.volume())));
     }
 }
 
@@ -120,33 +125,37 @@ void SelfAttentionLayer<T>::FilterFrame(const T* frame, const FrameShape& shape)
     const std::int64_t rowStride = std::int64_t{history_.dim(1)} * history_.dim(2);
     const std::int64_t slot = frameCounter_ % historyLength_;
     copySamples<T>(frame, history_.data() + slot * rowStride, shape.frameVolume);
-    const std::int32_t channels = shape.channels;
-    for (std::int64_t bin = 0; bin < shape.height; ++bin) {
-        const std::int64_t offset = bin * channels;
-        for (std::int64_t j = 0; j < historyLength_; ++j) {
-            const std::int64_t row = (frameCounter_ + j + 1) % historyLength_;
-            const T* weights = attentionWeights_.readData() + j * channels;
-            const T* values = history_.readData() + row * rowStride + offset;
-            checkedCall(channels, [&] {
-                return ippsAddProduct_32f(weights, values, filtered_.data() + offset, channels);
-            });
-        }
+    for (std::int64_t j = 0; j < historyLength_; ++j) {
+        const std::int64_t row = (frameCounter_ + j + 1) % historyLength_;
+        windowRows_[static_cast<std::size_t>(j)] = history_.readData() + row * rowStride;
     }
+    ChannelProducts products{};
+    products.rows = windowRows_.data();
+    products.weights = attentionWeights_.readData();
+    products.tapStride = shape.channels;
+    products.binStride = shape.channels;
+    products.outStride = shape.channels;
+    products.out = filtered_.data();
+    products.taps = historyLength_;
+    products.run = 1;
+    products.bins = shape.height;
+    products.channels = shape.channels;
+    checkedCall(shape.frameVolume, [&] { return addChannelProducts(products); });
 }
 
 template <class T>
 void SelfAttentionLayer<T>::Project(const T* source, const FrameShape& shape, T* out) const {
-    const std::int32_t channels = shape.channels;
-    for (std::int64_t bin = 0; bin < shape.height; ++bin) {
-        const T* weights = projection_.readData();
-        for (std::int32_t k = 0; k < channels; ++k) {
-            checkedCall(channels,
-                        [&] { return ippsAddProductC_32f(weights, source[k], out, channels); });
-            weights += channels;
-        }
-        source += channels;
-        out += channels;
-    }
+    RunProducts products{};
+    products.rows = &source;
+    products.weights = projection_.readData();
+    products.binStride = shape.channels;
+    products.outStride = shape.channels;
+    products.out = out;
+    products.taps = 1;
+    products.run = shape.channels;
+    products.bins = shape.height;
+    products.channels = shape.channels;
+    checkedCall(shape.frameVolume, [&] { return addRunProducts(products); });
 }
 
 template <class T>

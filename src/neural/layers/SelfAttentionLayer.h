@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 #include "neural/BaseLayer.h"
 #include "neural/layers/FrameShape.h"
@@ -64,6 +65,8 @@ class SelfAttentionLayer : public BaseLayer<T> {
     std::int64_t frameCounter_ = 0;
     Tensor<T> output_;
     std::int32_t historyLength_ = 0;
+    /** Ring rows from the oldest to the current frame's. */
+    std::vector<const T*> windowRows_;
 };
 
 extern template class SelfAttentionLayer<float>;

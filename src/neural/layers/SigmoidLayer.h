@@ -21,6 +21,7 @@ class SigmoidLayer : public BaseLayer<T> {
 
   private:
     Tensor<T> output_;
+    /** Stays empty: one pass needs no scratch. */
     Tensor<T> scratch_;
 };
 

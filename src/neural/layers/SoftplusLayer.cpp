@@ -1,6 +1,7 @@
 #include "neural/layers/SoftplusLayer.h"
 
 #include "foundation/vector/CheckedCall.h"
+#include "foundation/vector/FusedForms.h"
 #include "neural/layers/ReshapedOutput.h"
 
 namespace vorun {
@@ -13,9 +14,7 @@ template <class T>
 bool SoftplusLayer<T>::AddTensor(const Tensor<T>& input, const BaseLayer<T>* /*source*/) {
     const std::int32_t count = input.volume();
     float* out = reshapedLike(input, output_);
-    checkedCall(count, [&] { return ippsExp_32f(input.readData(), out, count); });
-    checkedCall(count, [&] { return ippsAddC_32f(out, 1.0f, out, count); });
-    checkedCall(count, [&] { return ippsLn_32f(out, out, count); });
+    checkedCall(count, [&] { return activateSoftplus(input.readData(), out, count); });
     return this->PropagateToConsumers(output_, this);
 }
 

@@ -6,6 +6,7 @@
 #include <stdexcept>
 
 #include "foundation/vector/CheckedCall.h"
+#include "foundation/vector/FusedForms.h"
 #include "neural/ModelReader.h"
 #include "neural/TensorReader.h"
 
@@ -29,6 +30,11 @@ TransposedConvLayer<T>::TransposedConvLayer(LayerMap<T>& layers, ModelReader& re
     ReadRecord(reader, version);
     CheckSizes();
     ChargeUnbackedSizes(reader);
+    if (weights_.volume() > 0) {
+        kernel_ = TransposedKernel<T>(
+            weights_, {kernelFrames_, kernelHeight_, kernelOutChannels_, kernelInChannels_,
+                       std::max(heightStride_, 1), IsDepthwise()});
+    }
     // A stride of 0 gives frames without bins, which no later layer widens again.
     this->ChangeRates({1.0 * timeStride_, 1.0 * std::max(heightStride_, 1)});
 }
@@ -118,8 +124,10 @@ bool TransposedConvLayer<T>::ScatterFrame() {
     PrepareHistory(outHeight);
     RequireInsideRing(rowLength);
     if (weights_.volume() > 0) {
-        for (std::int64_t tap = 0; tap < kernelFrames_; ++tap) {
-            AddTap(tap, outHeight);
+        // Tap 0 lands on the earliest output frame that is still open.
+        for (std::int32_t tap = 0; tap < kernelFrames_; ++tap) {
+            kernel_.AddTap(tap, frame_.readData(), frame_.dim(1),
+                           {RingRow(tap + frameCounter_), outHeight, outChannels_});
         }
     }
     ReleaseRows(outHeight);
@@ -156,40 +164,6 @@ T* TransposedConvLayer<T>::RingRow(std::int64_t outputFrame) {
     return history_.data() + (outputFrame % historyLength_) * rowStride;
 }
 
-/** Tap 0 lands on the earliest output frame that is still open. */
-template <class T>
-void TransposedConvLayer<T>::AddTap(std::int64_t tap, std::int32_t outHeight) {
-    const std::int64_t binStride = std::int64_t{kernelOutChannels_} * kernelInChannels_;
-    const T* kernel = weights_.readData() + tap * kernelHeight_ * binStride;
-    T* row = RingRow(tap + frameCounter_);
-    const std::int64_t start = -((kernelHeight_ - heightStride_) / 2);
-    for (std::int64_t inBin = 0; inBin < frame_.dim(1); ++inBin) {
-        const T* x = frame_.readData() + inBin * kernelInChannels_;
-        const std::int64_t position = start + inBin * heightStride_;
-        const std::int64_t first = std::max<std::int64_t>(0, -position);
-        const std::int64_t end = std::min<std::int64_t>(kernelHeight_, outHeight - position);
-        for (std::int64_t bin = first; bin < end; ++bin) {
-            AddBin(kernel + bin * binStride, x, row + (position + bin) * outChannels_);
-        }
-    }
-}
-
-/** Channels beyond those of the kernel get nothing. */
-template <class T>
-void TransposedConvLayer<T>::AddBin(const T* kernel, const T* x, T* out) const {
-    const std::int32_t count = kernelInChannels_;
-    if (IsDepthwise()) {
-        checkedCall(count, [&] { return ippsAddProduct_32f(kernel, x, out, count); });
-        return;
-    }
-    for (std::int32_t channel = 0; channel < kernelOutChannels_; ++channel) {
-        T sum = 0;
-        checkedCall(count, [&] { return ippsDotProd_32f(kernel, x, count, &sum); });
-        out[channel] += sum;
-        kernel += count;
-    }
-}
-
 /** Until the stream has run past the look-ahead, a frame releases fewer rows or none. */
 template <class T>
 std::int32_t TransposedConvLayer<T>::ReadyFrames() const {
@@ -221,12 +195,9 @@ void TransposedConvLayer<T>::AddBias(std::int32_t outHeight) {
     if (bias_.volume() == 0) {
         return;
     }
-    const std::int32_t channels = outChannels_;
-    T* out = output_.data();
-    for (std::int32_t bin = 0; bin < outHeight; ++bin) {
-        checkedCall(channels, [&] { return ippsAdd_32f(bias_.readData(), out, out, channels); });
-        out += channels;
-    }
+    checkedCall(output_.volume(), [&] {
+        return addRowToBins(bias_.readData(), outChannels_, output_.data(), outHeight);
+    });
 }
 
 /** Rows that the look-ahead held back are emptied all the same: those frames are lost. */

@@ -4,6 +4,7 @@
 
 #include "neural/BaseLayer.h"
 #include "neural/FrameQueue.h"
+#include "neural/layers/TransposedKernel.h"
 
 namespace vorun {
 
@@ -59,8 +60,6 @@ class TransposedConvLayer : public BaseLayer<T> {
     bool ScatterFrame();
     void PrepareHistory(std::int32_t outHeight);
     void RequireInsideRing(std::int64_t rowLength) const;
-    void AddTap(std::int64_t tap, std::int32_t outHeight);
-    void AddBin(const T* kernel, const T* x, T* out) const;
     std::int32_t ReadyFrames() const;
     void ReleaseRows(std::int32_t outHeight);
     void AddBias(std::int32_t outHeight);
@@ -79,6 +78,8 @@ class TransposedConvLayer : public BaseLayer<T> {
     std::int32_t lookahead_ = 0;
     /** [kernelFrames, kernelHeight, kernelOutChannels, kernelInChannels] */
     Tensor<T> weights_;
+    /** The weights as the frame path reads them. */
+    TransposedKernel<T> kernel_;
     /** outChannels values, or none. */
     Tensor<T> bias_;
     /** The ring: [historyLength, output height, outChannels]. */
