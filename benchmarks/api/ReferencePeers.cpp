@@ -1,0 +1,16 @@
+#include "ReferencePeers.h"
+
+namespace vorun::benchmarks {
+
+std::vector<ReferencePeer> referencePeers() {
+    std::vector<ReferencePeer> peers;
+#ifdef VORUN_HAVE_XNNPACK
+    peers.push_back({"xnnpack", makeXnnpackNetwork});
+#endif
+#ifdef VORUN_HAVE_ONEDNN
+    peers.push_back({"onednn", makeOneDnnNetwork});
+#endif
+    return peers;
+}
+
+}  // namespace vorun::benchmarks
