@@ -14,7 +14,6 @@ namespace vorun {
 namespace {
 
 using test::MemoryStream;
-using writer::LayerType;
 using writer::ModelHeader;
 using writer::ModelWriter;
 
