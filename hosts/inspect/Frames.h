@@ -50,6 +50,8 @@ struct Flow {
     std::int64_t historyValues = 0;
     /** Values of the output and of scratch of its kind, while single frames go in. */
     std::int64_t outputValues = 0;
+    /** Weights that the layer keeps a second time, arranged for its frame path. */
+    std::int64_t arrangedValues = 0;
     /** What the record alone does not tell; may be empty. */
     std::string remark;
     /** Why the layer cannot run on these inputs; each a phrase that follows its name. */

@@ -114,6 +114,7 @@ class Walk {
         layer.flow = flow;
         layer.multiplyAdds = flow.multiplyAdds * inputRate;
         graph_.multiplyAdds += layer.multiplyAdds;
+        graph_.weightBytes += valueBytes * static_cast<double>(flow.arrangedValues);
         graph_.historyBytes += valueBytes * static_cast<double>(flow.historyValues);
         graph_.outputBytes += valueBytes * static_cast<double>(flow.outputValues);
     }

@@ -81,7 +81,7 @@ std::vector<ModelWriter> singleLayers() {
     attention.projection = blockOf({channels, channels});
     attention.projectionBias = blockOf({rows, channels});
     attention.attentionWeights = blockOf({3, channels});
-    std::vector<ModelWriter> files(11, ModelWriter(header));
+    std::vector<ModelWriter> files(12, ModelWriter(header));
     files[0].addConv("x", "input", conv);
     files[1].addConv("x", "input", convOf({2, 1, 1, 6}));
     files[2].addTwoTensors("x", "input", LayerType::norm, blockOf({channels}), blockOf({channels}));
@@ -95,6 +95,7 @@ std::vector<ModelWriter> singleLayers() {
     files[9].addActivation("x", "input", LayerType::softplus);
     files[10].addTwoTensors("x", "input", LayerType::separableChannelConv, blockOf({1}),
                             blockOf({3}));
+    files[11].addTransposedConv("x", "input", transposedOf({2, 3, 5, channels}, 5));
     for (ModelWriter& file : files) {
         file.setOutputSource("x");
     }

@@ -73,7 +73,7 @@ TEST(GraphFlow, MemoryIsThatOfSinglePrecisionValues) {
     const GraphFlow graph = followed(model);
     EXPECT_EQ(graph.weightBytes, 4.0 * (30 + 5));
     EXPECT_EQ(graph.historyBytes, 4.0 * 3 * 8);
-    EXPECT_EQ(graph.outputBytes, 4.0 * (20 + 2 * 20));
+    EXPECT_EQ(graph.outputBytes, 4.0 * (20 + 20));
 }
 
 TEST(GraphFlow, WithoutRowsNothingFollows) {

@@ -88,6 +88,8 @@ TEST(LayerCost, TransposedConvolutionGivesMoreFramesAndBins) {
     expectShape(flow, 6, 5, {2, 1});
     // 10 taps inside. A ring of 3 frames and one that waits; the output and the copied input.
     expectFigures(flow, 10 * 3 * 5 * 2, (3 + 1) * 30, 30 + 6);
+    // The kernel a second time, arranged for the output bins.
+    EXPECT_EQ(flow.arrangedValues, 3 * 4 * 5 * 2);
 }
 
 TEST(LayerCost, TransposedConvolutionOfLongStridesHasALongRing) {
@@ -119,7 +121,17 @@ TEST(LayerCost, DenseMixesAllBins) {
         ModelWriter(headerOf(4, 2))
             .addTwoTensors("d", "input", LayerType::dense, blockOf({4, 4, 2}), blockOf({4, 2})));
     expectShape(flow, 4, 2, {1, 1});
-    expectFigures(flow, 4 * 4 * 2, 0, 8);
+    // The output, and one channel of the frame and of its sums.
+    expectFigures(flow, 4 * 4 * 2, 0, 8 + 2 * 4);
+    EXPECT_EQ(flow.arrangedValues, 4 * 4 * 2);
+}
+
+TEST(LayerCost, DenseOfManyChannelsTakesItsWeightsAsTheyAre) {
+    const Flow flow =
+        flowOf(ModelWriter(headerOf(4, 8))
+                   .addTwoTensors("d", "input", LayerType::dense, blockOf({4, 4, 8}), blockOf({})));
+    expectFigures(flow, 4 * 4 * 8, 0, 4 * 8);
+    EXPECT_EQ(flow.arrangedValues, 0);
 }
 
 TEST(LayerCost, NormIsOneStepForEachValue) {
@@ -169,14 +181,14 @@ TEST(LayerCost, ActivationsKeepTheShape) {
         std::int64_t outputs;
     };
     for (const Case& expected :
-         {Case{LayerType::relu, 0, 8}, Case{LayerType::elu, 0, 16}, Case{LayerType::sigmoid, 0, 16},
-          Case{LayerType::softplus, 0, 8}, Case{LayerType::hardSigmoid, 8, 16}}) {
+         {Case{LayerType::relu, 0, 8}, Case{LayerType::elu, 0, 8}, Case{LayerType::sigmoid, 0, 8},
+          Case{LayerType::softplus, 0, 8}, Case{LayerType::hardSigmoid, 8, 8}}) {
         const Flow flow =
             flowOf(ModelWriter(headerOf(4, 2)).addActivation("a", "input", expected.type));
         expectShape(flow, 4, 2, {1, 1});
         expectFigures(flow, expected.multiplyAdds, 0, expected.outputs);
     }
-    expectFigures(flowOf(ModelWriter(headerOf(4, 2)).addLeakyRelu("l", "input", 0.5F)), 8, 0, 16);
+    expectFigures(flowOf(ModelWriter(headerOf(4, 2)).addLeakyRelu("l", "input", 0.5F)), 8, 0, 8);
 }
 
 TEST(LayerCost, ConcatAddsChannelsAndKeepsOneFrameOfEach) {

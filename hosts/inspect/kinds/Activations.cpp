@@ -19,14 +19,8 @@ Flow followInPlace(const LayerRecord& /*record*/, const std::vector<Frames>& inp
     return flow;
 }
 
-Flow followWithScratch(const LayerRecord& record, const std::vector<Frames>& inputs) {
-    Flow flow = followInPlace(record, inputs);
-    flow.outputValues *= 2;
-    return flow;
-}
-
 Flow followWithProduct(const LayerRecord& record, const std::vector<Frames>& inputs) {
-    Flow flow = followWithScratch(record, inputs);
+    Flow flow = followInPlace(record, inputs);
     flow.multiplyAdds = static_cast<double>(flow.output.values());
     return flow;
 }

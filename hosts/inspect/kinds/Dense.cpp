@@ -1,8 +1,16 @@
+#include <cstdint>
+
 #include "inspect/RecordReader.h"
 #include "inspect/kinds/Kinds.h"
 #include "inspect/kinds/Words.h"
 
 namespace vorun::inspect::kinds {
+namespace {
+
+/** Below this the layer computes channel by channel, with its weights arranged for that. */
+constexpr std::int64_t fewChannels = 8;
+
+}  // namespace
 
 void readDense(RecordReader& reader, LayerRecord& record) {
     record.tensors.push_back(reader.readTensor("weights"));
@@ -15,6 +23,11 @@ Flow followDense(const LayerRecord& record, const std::vector<Frames>& inputs) {
     Flow flow;
     flow.output = inputs.front();
     flow.outputValues = flow.output.values();
+    if (flow.output.channels < fewChannels && flow.output.values() > 0) {
+        // One channel of the frame and of its sums at a time.
+        flow.arrangedValues = product({flow.output.height, flow.output.values()});
+        flow.outputValues += 2 * flow.output.height;
+    }
     flow.multiplyAdds =
         static_cast<double>(flow.output.values()) * static_cast<double>(flow.output.height);
     const std::int64_t height = flow.output.height;

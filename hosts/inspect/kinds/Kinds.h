@@ -41,7 +41,6 @@ std::string describeNothing(const LayerRecord& record);
 /** ReLU and softplus. */
 Flow followInPlace(const LayerRecord& record, const std::vector<Frames>& inputs);
 /** ELU and sigmoid, which keep a second tensor. */
-Flow followWithScratch(const LayerRecord& record, const std::vector<Frames>& inputs);
 /** Hard sigmoid and leaky ReLU: a second tensor, and a product for each value. */
 Flow followWithProduct(const LayerRecord& record, const std::vector<Frames>& inputs);
 void readSlope(RecordReader& reader, LayerRecord& record);

@@ -59,6 +59,7 @@ Flow followTransposed(const LayerRecord& record, const std::vector<Frames>& inpu
     flow.outputValues =
         product({flow.output.height, outChannels}) + product({in.height, kernel.inChannels});
     if (record.tensors[0].values > 0) {
+        flow.arrangedValues = record.tensors[0].values;
         const double taps =
             tapsInside({in.height, flow.output.height, kernel.height, heightStride});
         flow.multiplyAdds = taps * static_cast<double>(kernel.frames) *
