@@ -43,6 +43,26 @@ ModelWriter twoAndThree() {
     return file;
 }
 
+/** The input beside a copy of itself that is that many frames late. */
+NeuralModel<float> besideLateBranch(std::int8_t frames) {
+    ConvRecord late = uniformConv({1, 1, 1, 1}, 1.0F);
+    late.lookahead = frames;
+    ModelWriter file;
+    file.addConv("late", "input", late)
+        .addConcat("join", {"input", "late"})
+        .setOutputSource("join");
+    return loadedModel(file);
+}
+
+/** Joins those of "input" and "low", which holds every other bin of it. */
+NeuralModel<float> withLowBranch(const std::vector<std::string>& inputs) {
+    ConvRecord halved = uniformConv({1, 1, 1, 1}, 1.0F);
+    halved.heightStride = 2;
+    ModelWriter file;
+    file.addConv("low", "input", halved).addConcat("join", inputs).setOutputSource("join");
+    return loadedModel(file);
+}
+
 TEST(ConcatLayer, PutsTheFirstInputsChannelsFirstInEachBin) {
     NeuralModel<float> model = loadedModel(twoAndThree());
     const FloatTensor result = evaluate(model, makeTensor({1, 2, 1}, {1, 4}));
@@ -74,13 +94,7 @@ TEST(ConcatLayer, OneInputPassesThrough) {
 }
 
 TEST(ConcatLayer, DelayedBranchHoldsTheOthersBack) {
-    ConvRecord late = uniformConv({1, 1, 1, 1}, 1.0F);
-    late.lookahead = 2;
-    ModelWriter file;
-    file.addConv("late", "input", late)
-        .addConcat("join", {"input", "late"})
-        .setOutputSource("join");
-    NeuralModel<float> model = loadedModel(file);
+    NeuralModel<float> model = besideLateBranch(2);
     EXPECT_THAT(evaluate(model, makeTensor({1, 1, 1}, {1})).shape(), IsEmpty());
     EXPECT_THAT(evaluate(model, makeTensor({1, 1, 1}, {2})).shape(), IsEmpty());
     EXPECT_THAT(valuesOf(evaluate(model, makeTensor({1, 1, 1}, {3}))), ElementsAre(1, 3));
@@ -89,13 +103,7 @@ TEST(ConcatLayer, DelayedBranchHoldsTheOthersBack) {
 }
 
 TEST(ConcatLayer, ResetDropsTheWaitingFrames) {
-    ConvRecord late = uniformConv({1, 1, 1, 1}, 1.0F);
-    late.lookahead = 1;
-    ModelWriter file;
-    file.addConv("late", "input", late)
-        .addConcat("join", {"input", "late"})
-        .setOutputSource("join");
-    NeuralModel<float> model = loadedModel(file);
+    NeuralModel<float> model = besideLateBranch(1);
     evaluate(model, makeTensor({1, 1, 1}, {9}));
     model.Reset();
     EXPECT_THAT(evaluate(model, makeTensor({1, 1, 1}, {1})).shape(), IsEmpty());
@@ -116,26 +124,14 @@ TEST(ConcatLayer, TickAndLatencyPassThrough) {
 }
 
 TEST(ConcatLayer, HeightIsThatOfTheFirstInput) {
-    ConvRecord halved = uniformConv({1, 1, 1, 1}, 1.0F);
-    halved.heightStride = 2;
-    ModelWriter file;
-    file.addConv("low", "input", halved)
-        .addConcat("join", {"low", "input"})
-        .setOutputSource("join");
-    NeuralModel<float> model = loadedModel(file);
+    NeuralModel<float> model = withLowBranch({"low", "input"});
     const FloatTensor result = evaluate(model, makeTensor({1, 4, 1}, {1, 2, 3, 4}));
     EXPECT_EQ(result.shape(), (Shape{1, 2, 2}));
     EXPECT_THAT(valuesOf(result), ElementsAre(1, 1, 3, 2));
 }
 
 TEST(ConcatLayer, InputLowerThanTheFirstIsRefusedAndTheLayerStaysUsable) {
-    ConvRecord halved = uniformConv({1, 1, 1, 1}, 1.0F);
-    halved.heightStride = 2;
-    ModelWriter file;
-    file.addConv("low", "input", halved)
-        .addConcat("join", {"input", "low"})
-        .setOutputSource("join");
-    NeuralModel<float> model = loadedModel(file);
+    NeuralModel<float> model = withLowBranch({"input", "low"});
     EXPECT_THROW(evaluate(model, countingTensor({1, 4, 1})), std::runtime_error);
     model.Reset();
     EXPECT_THROW(evaluate(model, countingTensor({1, 4, 1})), std::runtime_error);
