@@ -3,12 +3,12 @@
 #include <cstdint>
 #include <gtest/gtest.h>
 #include <limits>
-#include <random>
 #include <vector>
 
 #include "DirectTransform.h"
 #include "GuardedArray.h"
 #include "GuardedPlan.h"
+#include "TransformTools.h"
 #include "UlpDistance.h"
 #include "VectorVariant.h"
 #include "foundation/vector/VectorPrimitives.h"
@@ -22,18 +22,6 @@ VORUN_VECTOR_SUITE(RealTransform);
 constexpr float nan = std::numeric_limits<float>::quiet_NaN();
 constexpr std::int32_t flags[] = {1, 2, 4, 8};
 
-std::size_t lengthOf(std::int32_t order) {
-    return std::size_t{1} << order;
-}
-std::size_t spectrumFloats(std::int32_t order) {
-    return 2 * (lengthOf(order) / 2 + 1);
-}
-
-// The bound that VectorPrimitives.h states, on the norm of the error relative to the result's.
-double relativeBound(std::int32_t order) {
-    return (1.0 + order / 8.0) * static_cast<double>(std::numeric_limits<float>::epsilon());
-}
-
 double forwardScale(std::int32_t order, std::int32_t flag) {
     const auto n = static_cast<double>(lengthOf(order));
     return flag == 1 ? 1.0 / n : (flag == 4 ? 1.0 / std::sqrt(n) : 1.0);
@@ -42,38 +30,6 @@ double forwardScale(std::int32_t order, std::int32_t flag) {
 double inverseScale(std::int32_t order, std::int32_t flag) {
     const auto n = static_cast<double>(lengthOf(order));
     return flag == 2 ? 1.0 / n : (flag == 4 ? 1.0 / std::sqrt(n) : 1.0);
-}
-
-std::vector<float> noise(std::size_t count, std::uint32_t seed = 1) {
-    std::minstd_rand engine(seed);
-    std::uniform_real_distribution<float> uniform(-1.0F, 1.0F);
-    std::vector<float> values(count);
-    std::generate(values.begin(), values.end(), [&] { return uniform(engine); });
-    return values;
-}
-
-double norm(const std::vector<double>& values) {
-    double sum = 0;
-    for (const double value : values) {
-        sum += value * value;
-    }
-    return std::sqrt(sum);
-}
-
-template <class Got>
-double distance(const Got& got, const std::vector<double>& exact) {
-    std::vector<double> difference(exact.size());
-    for (std::size_t i = 0; i < exact.size(); ++i) {
-        difference[i] = static_cast<double>(got[i]) - exact[i];
-    }
-    return norm(difference);
-}
-
-std::vector<double> scaled(std::vector<double> values, double factor) {
-    for (double& value : values) {
-        value *= factor;
-    }
-    return values;
 }
 
 // The double-precision results of one input of each order, computed once for all variants.
@@ -329,83 +285,6 @@ TEST(DirectTransform, HalvingGivesTheSpectrumOfTheDefinition) {
         const Reference& r = reference(order);
         const auto halved = DirectTransform(order).halvedSpectrum(r.samples);
         EXPECT_LE(distance(halved, r.spectrum), 1e-13 * norm(r.spectrum)) << "order " << order;
-    }
-}
-
-// Long inputs and their spectra by halving, computed once for all variants.
-struct HalvedReference {
-    std::vector<float> samples;
-    std::vector<double> spectrum;
-};
-
-const HalvedReference& halvedReference(std::int32_t order) {
-    static std::vector<HalvedReference> references(21);
-    HalvedReference& r = references[static_cast<std::size_t>(order)];
-    if (r.samples.empty()) {
-        r.samples = noise(lengthOf(order), 11);
-        r.spectrum = DirectTransform(order).halvedSpectrum(r.samples);
-    }
-    return r;
-}
-
-TEST_P(RealTransform, LongTransformsMatchTheReferenceInAllBinsAndReturn) {
-    for (std::int32_t order = 14; order <= 20; ++order) {
-        const HalvedReference& r = halvedReference(order);
-        std::vector<float> spectrum(spectrumFloats(order));
-        std::vector<float> back(lengthOf(order));
-        GuardedPlan plan(order);
-        plan.forward(r.samples.data(), spectrum.data());
-        EXPECT_LE(distance(spectrum, r.spectrum), relativeBound(order) * norm(r.spectrum))
-            << "order " << order;
-        plan.inverse(spectrum.data(), back.data());
-        const auto exact =
-            scaled(std::vector<double>(r.samples.begin(), r.samples.end()), std::ldexp(1.0, order));
-        EXPECT_LE(distance(back, exact), 2.0 * relativeBound(order) * norm(exact))
-            << "order " << order;
-    }
-}
-
-// An input of a length at which only some bins can be had by the definition.
-void expectSelectedBinsAndReturn(std::int32_t order) {
-    const std::size_t last = lengthOf(order) / 2;
-    const std::vector<float> samples = noise(lengthOf(order), 9);
-    static std::vector<std::vector<DirectTransform::Bin>> binsOfOrders(24);
-    std::vector<DirectTransform::Bin>& exactBins = binsOfOrders[static_cast<std::size_t>(order)];
-    const std::vector<std::size_t> numbers = {0,        1,   last / 4 + 1, last / 2, last / 3 * 2,
-                                              last - 3, last};
-    if (exactBins.empty()) {
-        const DirectTransform direct(order);
-        for (const std::size_t k : numbers) {
-            exactBins.push_back(direct.forwardBin(samples, k));
-        }
-    }
-
-    std::vector<float> spectrum(spectrumFloats(order));
-    std::vector<float> back(lengthOf(order));
-    GuardedPlan plan(order);
-    plan.forward(samples.data(), spectrum.data());
-    plan.inverse(spectrum.data(), back.data());
-    // White noise has a bin of about this magnitude everywhere.
-    const double level = std::sqrt(static_cast<double>(lengthOf(order)) / 3.0);
-    for (std::size_t i = 0; i < numbers.size(); ++i) {
-        const std::size_t k = numbers[i];
-        const double error = std::hypot(static_cast<double>(spectrum[2 * k]) - exactBins[i].re,
-                                        static_cast<double>(spectrum[2 * k + 1]) - exactBins[i].im);
-        EXPECT_LE(error, 4.0 * relativeBound(order) * level) << "order " << order << ", bin " << k;
-    }
-    const auto exact =
-        scaled(std::vector<double>(samples.begin(), samples.end()), std::ldexp(1.0, order));
-    EXPECT_LE(distance(back, exact), 2.0 * relativeBound(order) * norm(exact)) << "order " << order;
-}
-
-TEST_P(RealTransform, LongestOfTheVariantsMatchesTheDirectOneInSelectedBins) {
-    expectSelectedBinsAndReturn(21);
-}
-
-// Longer ones are taken apart in a way that the parity of the order varies.
-TEST(PlainRealTransform, LongestTransformsMatchTheDirectOneInSelectedBins) {
-    for (const std::int32_t order : {22, 23}) {
-        expectSelectedBinsAndReturn(order);
     }
 }
 

@@ -22,13 +22,23 @@ constexpr std::int64_t wholeLines(std::int64_t floats) {
     return (floats + 15) / 16 * 16;
 }
 
+// The longest circle of the plan.
+constexpr std::int64_t largestCircle(std::int32_t order) {
+    return transform::isLong(order) ? 2 * transform::matrixColumns(order)
+                                    : transform::pairCount(order) / 4;
+}
+
 constexpr std::int64_t circleFloats(std::int32_t order) {
-    return transform::hasPassTables(order) ? transform::pairCount(order) : 0;
+    return transform::hasPassTables(order) ? 4 * largestCircle(order) : 0;
+}
+
+constexpr bool hasLastFactors(std::int32_t order) {
+    return transform::hasPassTables(order) && !transform::isLong(order);
 }
 
 constexpr std::int64_t lastFactorFloats(std::int32_t order) {
     std::int64_t floats = 0;
-    if (transform::hasPassTables(order)) {
+    if (hasLastFactors(order)) {
         const std::int64_t columns = transform::pairCount(order) / 4;
         for (std::int64_t column = 0; column < columns; column += transform::tileColumns) {
             floats += 2 * transform::tileRows(order, column) * transform::tileColumns;
@@ -38,6 +48,9 @@ constexpr std::int64_t lastFactorFloats(std::int32_t order) {
 }
 
 constexpr std::int64_t pairFactorCount(std::int32_t order) {
+    if (transform::isLong(order)) {
+        return transform::matrixRows(order);
+    }
     return order < 2 ? 0 : (std::int64_t{1} << (order - 2)) + 1;
 }
 
@@ -53,8 +66,10 @@ constexpr std::int64_t initBytes(std::int32_t order) {
     if (order < transform::initBufferFromOrder) {
         return 0;
     }
-    return transform::alignmentSlack +
-           RootTable::storedCount(order) * std::int64_t{sizeof(RootTable::Point)};
+    // A long transform has so few roots that each is computed when it is asked for; a size of 0
+    // would give no buffer where one is required.
+    const std::int64_t points = transform::isLong(order) ? 1 : RootTable::storedCount(order);
+    return transform::alignmentSlack + points * std::int64_t{sizeof(RootTable::Point)};
 }
 
 constexpr std::int64_t workBytes(std::int32_t order) {
@@ -99,7 +114,7 @@ void fillCircles(std::int32_t order, const RootTable& roots, float* circles) {
     const std::int64_t length = std::int64_t{1} << order;
     circles[0] = 0.0f;
     circles[1] = 0.0f;
-    for (std::int64_t n = 1; n <= transform::pairCount(order) / 4; n *= 2) {
+    for (std::int64_t n = 1; n <= largestCircle(order); n *= 2) {
         for (std::int64_t k = 0; k < n; ++k) {
             const Ipp32fc root = roots.root(length / n * k);
             circles[2 * (n + k)] = root.re;
@@ -156,8 +171,10 @@ IppStatus ippsFFTInit_R_32f(IppsFFTSpec_R_32f** ppSpec, std::int32_t order, std:
         if (pInitBuf == nullptr) {
             return ippStsNullPtrErr;
         }
-        eighth = new (transform::alignUp(pInitBuf))
-            RootTable::Point[static_cast<std::size_t>(RootTable::storedCount(order))];
+        if (!transform::isLong(order)) {
+            eighth = new (transform::alignUp(pInitBuf))
+                RootTable::Point[static_cast<std::size_t>(RootTable::storedCount(order))];
+        }
     }
 
     unsigned char* const start = transform::alignUp(pSpecMem);
@@ -177,6 +194,8 @@ IppStatus ippsFFTInit_R_32f(IppsFFTSpec_R_32f** ppSpec, std::int32_t order, std:
     const RootTable roots(order, eighth);
     if (circleFloats(order) > 0) {
         fillCircles(order, roots, circles);
+    }
+    if (hasLastFactors(order)) {
         fillLastFactors(order, roots, lastFactors);
     }
     for (std::int64_t k = 0; k < pairFactorCount(order); ++k) {

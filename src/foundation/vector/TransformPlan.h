@@ -8,27 +8,28 @@ namespace vorun {
 
 // A real transform of N samples runs as a complex one of half the length M = N / 2 over the samples
 // taken in pairs, and a pass that separates (forward) or joins (inverse) the spectra of the even
-// and the odd samples. generic/Transform.inc and plain/Transform.cpp tell how the complex one is
-// taken apart.
+// and the odd samples. generic/Transform.inc, generic/LongTransform.inc and plain/Transform.cpp
+// tell how the complex one is taken apart.
 //
 // The tables serve every variant, whatever its registers hold, so that a plan outlives a change of
-// the dispatch index. Transforms of `plainFromOrder` and longer run in the plain form everywhere:
-// the tables of the others would not fit the signed 32-bit sizes in which they are reported.
+// the dispatch index. Long transforms, from `longFromOrder`, have tables of about the square root
+// of their length: their M numbers are a matrix of N1 by N2, whose columns and rows are
+// transformed.
 struct IppsFFTSpec_R_32f {
     std::uint32_t magic;
     std::int32_t order;
     float forwardScale;
     float inverseScale;
     // The real and the imaginary part of exp(-2 pi j k / n) at 2 (n + k), for k below n and every
-    // power of two n up to M / 4. Where hasPassTables tells.
+    // power of two n up to M / 4, or up to 2 N2 for long transforms. Where hasPassTables tells.
     const float* circles;
     // The factors of a last pass of radix W = 4, 8 or 16, which brings W interleaved transforms of
     // length M / W together: exp(-2 pi j i k / M) for i from 1 to W - 1 and k below M / W. In tiles
     // of `tileColumns` values of k, a row of real and one of imaginary parts for each i; tileRows
-    // tells how many i a tile has. As `circles`.
+    // tells how many i a tile has. As `circles`, but for long transforms.
     const float* lastFactors;
-    // The real and the imaginary parts of exp(-2 pi j k / N) for k from 0 to N / 4. For orders
-    // from 2.
+    // The real and the imaginary parts of exp(-2 pi j k / N) for k from 0 to N / 4, or below N1 for
+    // long transforms. For orders from 2.
     const float* pairReal;
     const float* pairImaginary;
 };
@@ -39,7 +40,7 @@ inline constexpr std::uint32_t planMagic = 0x56524654;
 inline constexpr std::int32_t largestOrder = 29;
 inline constexpr std::int32_t initBufferFromOrder = 11;
 inline constexpr std::int32_t wideFromOrder = 5;
-inline constexpr std::int32_t plainFromOrder = 22;
+inline constexpr std::int32_t longFromOrder = 20;
 inline constexpr std::int64_t tileColumns = 16;
 /// From here on the first pass cuts the M numbers into blocks, whose passes then stay in the
 /// nearest cache.
@@ -58,7 +59,35 @@ static constexpr std::int64_t pairCount(std::int32_t order) {
 }
 
 static constexpr bool hasPassTables(std::int32_t order) {
-    return order >= wideFromOrder && order < plainFromOrder;
+    return order >= wideFromOrder;
+}
+
+static constexpr bool isLong(std::int32_t order) {
+    return order >= longFromOrder;
+}
+
+/// N1 and N2 of a long transform, the larger and the smaller root of M.
+static constexpr std::int64_t matrixRows(std::int32_t order) {
+    return std::int64_t{1} << (order / 2);
+}
+static constexpr std::int64_t matrixColumns(std::int32_t order) {
+    return std::int64_t{1} << ((order - 1) / 2);
+}
+
+/// A panel is `panelLanes` columns or rows of the matrix, which are transformed side by side, in
+/// blocks as above. Floats of one part of a block, and of one of a panel, for the length n.
+inline constexpr std::int64_t panelLanes = 16;
+static constexpr std::int64_t panelBlockStride(std::int64_t n) {
+    return n / blockCount * panelLanes + workPadding;
+}
+static constexpr std::int64_t panelStride(std::int32_t order) {
+    return blockCount * panelBlockStride(matrixRows(order));
+}
+
+/// A long transform keeps the whole matrix between its columns and its rows; that of the longest
+/// does not fit the size in which it is reported, and is kept by halves.
+static constexpr std::int64_t matrixParts(std::int32_t order) {
+    return order == largestOrder ? 2 : 1;
 }
 
 /// Pairs of rows of the tile that begins at column `column`: what the widest radix needs that has
@@ -83,14 +112,20 @@ static constexpr std::int64_t workStride(std::int32_t order) {
 }
 
 /// Floats of scratch that one transform needs: two arrays of real and imaginary parts, and a spare
-/// block if there are blocks; in the plain form M numbers, or three quarters of them for the
-/// longest.
+/// block if there are blocks; three panels, a spare block and a part of the matrix, or what the
+/// plain form needs, for a long one; M numbers for those without tables.
 static constexpr std::int64_t workCount(std::int32_t order) {
     if (order < 2) {
         return 0;
     }
     if (!hasPassTables(order)) {
-        return order < plainFromOrder ? 2 * pairCount(order) : pairCount(order) / 2 * 3;
+        return 2 * pairCount(order);
+    }
+    if (isLong(order)) {
+        const std::int64_t ours = 6 * panelStride(order) + 2 * panelBlockStride(matrixRows(order)) +
+                                  2 * pairCount(order) / matrixParts(order);
+        const std::int64_t plain = pairCount(order) / 2 * 3;
+        return ours > plain ? ours : plain;
     }
     return 4 * workStride(order) + (isBlocked(order) ? 2 * blockStride(order) : 0);
 }

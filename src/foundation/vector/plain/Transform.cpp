@@ -1,6 +1,6 @@
 // The real transform in plain form, over the pairs that TransformPlan.h describes. The complex
 // transform of length L runs radix-4 passes, and a last radix-2 pass if log2(L) is odd, to and fro
-// between two arrays; L is M. From transform::plainFromOrder on, one radix-4 pass cuts the M
+// between two arrays; L is M. From transform::longFromOrder on, one radix-4 pass cuts the M
 // numbers into four quarters of L = M / 4 first: each quarter then fits a nearer cache, and the
 // work buffer of the longest transform fits the size in which it is reported.
 #include "foundation/vector/TransformPlan.h"
@@ -13,7 +13,7 @@ namespace {
 enum class Direction { forward, inverse };
 
 bool isQuartered(std::int32_t order) {
-    return order >= transform::plainFromOrder;
+    return order >= transform::longFromOrder;
 }
 
 // log2(L), for orders from 1.
@@ -68,7 +68,15 @@ Four butterfly(Four x) {
 
 // exp(-2 pi j k / N) for k up to N / 4.
 Ipp32fc pairFactor(const IppsFFTSpec_R_32f& plan, std::int64_t k) {
-    return {plan.pairReal[k], plan.pairImaginary[k]};
+    if (!transform::isLong(plan.order)) {
+        return {plan.pairReal[k], plan.pairImaginary[k]};
+    }
+    // The table has the first N1 powers, and the circle of N / N1 = 2 N2 those of steps of N1.
+    const std::int64_t rows = transform::matrixRows(plan.order);
+    const std::int64_t low = k % rows;
+    const std::int64_t high = 2 * transform::matrixColumns(plan.order) + k / rows;
+    return multiply({plan.circles[2 * high], plan.circles[2 * high + 1]},
+                    {plan.pairReal[low], plan.pairImaginary[low]});
 }
 
 // exp(-2 pi j k / N) for any k below N, from the first quarter of the circle.
