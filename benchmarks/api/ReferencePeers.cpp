@@ -10,6 +10,9 @@ std::vector<ReferencePeer> referencePeers() {
 #ifdef VORUN_HAVE_ONEDNN
     peers.push_back({"onednn", makeOneDnnNetwork});
 #endif
+#ifdef VORUN_HAVE_OPENBLAS
+    peers.push_back({"openblas", makeOpenBlasNetwork});
+#endif
     return peers;
 }
 

@@ -28,5 +28,7 @@ std::unique_ptr<FrameRunner> makeXnnpackNetwork(const ReferenceNetwork& network,
                                                 const PlainNetwork& history);
 std::unique_ptr<FrameRunner> makeOneDnnNetwork(const ReferenceNetwork& network,
                                                const PlainNetwork& history);
+std::unique_ptr<FrameRunner> makeOpenBlasNetwork(const ReferenceNetwork& network,
+                                                 const PlainNetwork& history);
 
 }  // namespace vorun::benchmarks

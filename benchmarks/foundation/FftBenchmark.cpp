@@ -1,16 +1,16 @@
-// The real transform in both directions, and the building of its plan.
+// The real transform in both directions, the building of its plan, and other libraries in turns
+// with both.
 #include <algorithm>
 #include <benchmark/benchmark.h>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <new>
 #include <vector>
-#ifdef VORUN_HAVE_FFTW3F
-#include <fftw3.h>
-#endif
 
+#include "TransformPeers.h"
 #include "foundation/vector/VectorDispatch.h"
 #include "foundation/vector/VectorPrimitives.h"
 
@@ -72,46 +72,7 @@ class Transform {
     float* bins = nullptr;
 };
 
-#ifdef VORUN_HAVE_FFTW3F
-// FFTW at the same length, with plans that it measured itself.
-class Peer {
-  public:
-    explicit Peer(std::int32_t order)
-        : length(1 << order),
-          samples(fftwf_alloc_real(static_cast<std::size_t>(length))),
-          bins(fftwf_alloc_complex(static_cast<std::size_t>(length) / 2 + 1)),
-          forwardPlan(fftwf_plan_dft_r2c_1d(length, samples, bins, FFTW_MEASURE)),
-          inversePlan(fftwf_plan_dft_c2r_1d(length, bins, samples, FFTW_MEASURE)) {
-        refill();
-    }
-    ~Peer() {
-        fftwf_destroy_plan(forwardPlan);
-        fftwf_destroy_plan(inversePlan);
-        fftwf_free(samples);
-        fftwf_free(bins);
-    }
-    Peer(const Peer&) = delete;
-    Peer& operator=(const Peer&) = delete;
-
-    void forward() { fftwf_execute(forwardPlan); }
-    void inverse() { fftwf_execute(inversePlan); }
-
-    // Repeated inverses overwrite their input with ever larger numbers.
-    void refill() {
-        std::fill(samples, samples + length, 1.0F);
-        std::fill(&bins[0][0], &bins[length / 2][0], 1.0F);
-    }
-
-  private:
-    int length;
-    float* samples;
-    fftwf_complex* bins;
-    fftwf_plan forwardPlan;
-    fftwf_plan inversePlan;
-};
-
-template <class Run>
-double secondsOf(std::int32_t repeats, Run run) {
+double secondsOf(std::int32_t repeats, const std::function<void()>& run) {
     const auto start = std::chrono::steady_clock::now();
     for (std::int32_t i = 0; i < repeats; ++i) {
         run();
@@ -124,9 +85,9 @@ double medianOf(std::vector<double> values) {
     return values[values.size() / 2];
 }
 
-// Our time over FFTW's: both run in turns, so that a busy machine slows both.
-template <class Ours, class Theirs>
-double timeRatio(std::int32_t order, Peer& peer, Ours ours, Theirs theirs) {
+// Our time over another's: both run in turns, so that a busy machine slows both.
+double timeRatio(std::int32_t order, const std::function<void()>& ours,
+                 const std::function<void()>& theirs, const std::function<void()>& afterTurn) {
     constexpr std::int32_t rounds = 31;
     const std::int32_t repeats = std::max(1, (1 << 16) >> order);
     std::vector<double> ourTimes;
@@ -134,11 +95,24 @@ double timeRatio(std::int32_t order, Peer& peer, Ours ours, Theirs theirs) {
     for (std::int32_t i = 0; i < rounds; ++i) {
         ourTimes.push_back(secondsOf(repeats, ours));
         theirTimes.push_back(secondsOf(repeats, theirs));
-        peer.refill();
+        afterTurn();
     }
     return medianOf(ourTimes) / medianOf(theirTimes);
 }
-#endif
+
+enum class Direction : std::int8_t { forward, inverse };
+
+// One after the other: the plans of two long transforms would crowd the caches.
+void compare(benchmark::State& state, Direction direction, Transform& transform,
+             std::int32_t order) {
+    for (const benchmarks::TransformPeerKind& kind : benchmarks::transformPeers()) {
+        const auto peer = kind.make(order);
+        const bool isForward = direction == Direction::forward;
+        state.counters["x_" + kind.name] = timeRatio(
+            order, [&] { isForward ? transform.forward() : transform.inverse(); },
+            [&] { isForward ? peer->forward() : peer->inverse(); }, [&] { peer->refill(); });
+    }
+}
 
 void report(benchmark::State& state, const Transform& transform) {
     state.SetLabel(dispatch::variantName(static_cast<int>(state.range(0))));
@@ -148,37 +122,17 @@ void report(benchmark::State& state, const Transform& transform) {
                            benchmark::Counter::kIs1000);
 }
 
-void transformForward(benchmark::State& state) {
+void runTransform(benchmark::State& state, Direction direction) {
     dispatch::forceIndex(static_cast<int>(state.range(0)));
     const auto order = static_cast<std::int32_t>(state.range(1));
     Transform transform(order);
     for ([[maybe_unused]] auto _ : state) {
-        benchmark::DoNotOptimize(transform.forward());
+        benchmark::DoNotOptimize(direction == Direction::forward ? transform.forward()
+                                                                 : transform.inverse());
         benchmark::ClobberMemory();
     }
     report(state, transform);
-#ifdef VORUN_HAVE_FFTW3F
-    Peer peer(order);
-    state.counters["x_fftw"] = timeRatio(
-        order, peer, [&] { transform.forward(); }, [&] { peer.forward(); });
-#endif
-    dispatch::forceIndex(dispatch::undetectedIndex);
-}
-
-void transformInverse(benchmark::State& state) {
-    dispatch::forceIndex(static_cast<int>(state.range(0)));
-    const auto order = static_cast<std::int32_t>(state.range(1));
-    Transform transform(order);
-    for ([[maybe_unused]] auto _ : state) {
-        benchmark::DoNotOptimize(transform.inverse());
-        benchmark::ClobberMemory();
-    }
-    report(state, transform);
-#ifdef VORUN_HAVE_FFTW3F
-    Peer peer(order);
-    state.counters["x_fftw"] = timeRatio(
-        order, peer, [&] { transform.inverse(); }, [&] { peer.inverse(); });
-#endif
+    compare(state, direction, transform, order);
     dispatch::forceIndex(dispatch::undetectedIndex);
 }
 
@@ -191,17 +145,45 @@ void everyIndexAndOrder(benchmark::internal::Benchmark* rows) {
         }
     }
 }
-BENCHMARK(transformForward)->Name("transform/forward")->Apply(everyIndexAndOrder);
-BENCHMARK(transformInverse)->Name("transform/inverse")->Apply(everyIndexAndOrder);
+BENCHMARK_CAPTURE(runTransform, forward, Direction::forward)
+    ->Name("transform/forward")
+    ->Apply(everyIndexAndOrder);
+BENCHMARK_CAPTURE(runTransform, inverse, Direction::inverse)
+    ->Name("transform/inverse")
+    ->Apply(everyIndexAndOrder);
 
-void transformPlan(benchmark::State& state) {
-    Transform transform(static_cast<std::int32_t>(state.range(0)));
+// Those that another library's planner takes minutes for.
+void everyIndexAndLongOrder(benchmark::internal::Benchmark* rows) {
+    rows->ArgNames({"index", "order"})->Unit(benchmark::kMillisecond);
+    for (int index = 0; index <= dispatch::largestIndex(); ++index) {
+        for (std::int64_t order = 18; order <= 23; ++order) {
+            rows->Args({index, order});
+        }
+    }
+}
+BENCHMARK_CAPTURE(runTransform, longForward, Direction::forward)
+    ->Name("transform/long/forward")
+    ->Apply(everyIndexAndLongOrder);
+BENCHMARK_CAPTURE(runTransform, longInverse, Direction::inverse)
+    ->Name("transform/long/inverse")
+    ->Apply(everyIndexAndLongOrder);
+
+// Building the plan of both directions, and the peers' plans of both in turns with it.
+void transformSetUp(benchmark::State& state) {
+    const auto order = static_cast<std::int32_t>(state.range(0));
+    Transform transform(order);
     for ([[maybe_unused]] auto _ : state) {
         benchmark::DoNotOptimize(transform.build());
         benchmark::ClobberMemory();
     }
+    for (const benchmarks::TransformPeerKind& kind : benchmarks::transformPeers()) {
+        const auto setUp = kind.setUp(order);
+        constexpr std::int32_t once = 20;
+        state.counters["x_" + kind.name] = timeRatio(
+            once, [&] { transform.build(); }, setUp, [] {});
+    }
 }
-BENCHMARK(transformPlan)->Name("transform/plan")->ArgName("order")->DenseRange(8, 14, 2);
+BENCHMARK(transformSetUp)->Name("transform/setUp")->ArgName("order")->DenseRange(8, 20, 1);
 
 }  // namespace
 }  // namespace vorun
