@@ -81,14 +81,11 @@ void Tensor<T>::Zero() {
 }
 
 template <class T>
-std::int32_t Tensor<T>::dim(std::size_t index) const {
-    if (shape_.empty()) {
-        return 0;
-    }
-    if (index >= shape_.size()) {
+std::int32_t Tensor<T>::MissingDim() const {
+    if (!shape_.empty()) {
         throw std::runtime_error("tensor has too few dimensions");
     }
-    return shape_[index];
+    return 0;
 }
 
 template class Tensor<float>;

@@ -64,7 +64,9 @@ class Tensor {
      * One dimension, outermost first. An empty shape reads 0 in every dimension; an index at or
      * beyond any other rank throws std::runtime_error.
      */
-    std::int32_t dim(std::size_t index) const;
+    std::int32_t dim(std::size_t index) const {
+        return index < shape_.size() ? shape_[index] : MissingDim();
+    }
     /** Number of elements; for a shape from a file the wrapped product, which can be negative. */
     std::int32_t volume() const { return wrappedVolume(shape_); }
     const std::vector<std::int32_t>& shape() const { return shape_; }
@@ -81,6 +83,8 @@ class Tensor {
     long useCount() const { return storage_.use_count(); }
 
   private:
+    std::int32_t MissingDim() const;
+
     std::shared_ptr<TensorData<T>> storage_;
     std::vector<std::int32_t> shape_;
 };

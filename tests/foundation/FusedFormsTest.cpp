@@ -1,4 +1,5 @@
 // The fused forms, bit for bit against the chain of single operations of the same variant.
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <gtest/gtest.h>
@@ -25,8 +26,13 @@ struct Shape {
     std::int32_t bins;
     std::int32_t channels;
     std::int64_t binStride;
-    /// Floats between the rows of the output beyond its channels.
+    /// Floats between the rows of the output, and between those of the weights, beyond the
+    /// channels.
     std::int64_t gap = 0;
+    std::int64_t weightGap = 0;
+    bool hasStart = false;
+    std::int32_t lead = 0;
+    std::int32_t trail = 0;
 };
 
 std::size_t sizeOf(std::int64_t count) {
@@ -42,9 +48,11 @@ class Plane {
         : engine_(seed),
           weights_(sizeOf(shape.taps * weightFloats), seed % 16),
           out_(sizeOf((shape.bins - 1) * (shape.channels + shape.gap) + shape.channels),
-               seed / 16 % 16) {
+               seed / 16 % 16),
+          start_(sizeOf(shape.channels), seed % 5) {
         for (std::int32_t t = 0; t < shape.taps; ++t) {
-            const std::int64_t length = (shape.bins - 1) * shape.binStride + runFloats;
+            const std::int64_t length =
+                (shape.bins - 1) * shape.binStride + runFloats - shape.lead - shape.trail;
             rows_.emplace_back(sizeOf(length), (seed + sizeOf(t)) % 16);
             fill(rows_.back());
         }
@@ -53,21 +61,19 @@ class Plane {
         }
         fill(weights_);
         fill(out_);
-        product = {pointers_.data(),
-                   weights_.data(),
-                   weightFloats,
-                   shape.binStride,
-                   shape.channels + shape.gap,
-                   out_.data(),
-                   shape.taps,
-                   shape.run,
-                   shape.bins,
-                   shape.channels};
+        fill(start_);
+        product = {pointers_.data(), weights_.data(),
+                   weightFloats,     shape.channels + shape.weightGap,
+                   shape.binStride,  shape.channels + shape.gap,
+                   out_.data(),      shape.hasStart ? start_.data() : nullptr,
+                   shape.taps,       shape.run,
+                   shape.bins,       shape.channels,
+                   shape.lead,       shape.trail};
     }
 
     std::vector<float> output() { return {out_.begin(), out_.end()}; }
     bool isIntact() {
-        bool intact = weights_.isIntact() && out_.isIntact();
+        bool intact = weights_.isIntact() && out_.isIntact() && start_.isIntact();
         for (GuardedArray<float>& row : rows_) {
             intact = intact && row.isIntact();
         }
@@ -89,25 +95,38 @@ class Plane {
     std::vector<const float*> pointers_;
     GuardedArray<float> weights_;
     GuardedArray<float> out_;
+    GuardedArray<float> start_;
 };
 
+void startBinByBin(const RunProducts& p) {
+    for (std::int64_t b = 0; p.start != nullptr && b < p.bins; ++b) {
+        std::copy_n(p.start, p.channels, p.out + b * p.outStride);
+    }
+}
+
 void addRunsOneByOne(const RunProducts& p) {
+    startBinByBin(p);
     for (std::int32_t t = 0; t < p.taps; ++t) {
         for (std::int64_t b = 0; b < p.bins; ++b) {
             for (std::int64_t i = 0; i < p.run; ++i) {
-                ippsAddProductC_32f(p.weights + t * p.tapStride + i * p.channels,
-                                    p.rows[t][b * p.binStride + i], p.out + b * p.outStride,
-                                    p.channels);
+                const bool isMissing =
+                    (b == 0 && i < p.lead) || (b == p.bins - 1 && i >= p.run - p.trail);
+                if (!isMissing) {
+                    ippsAddProductC_32f(p.weights + t * p.tapStride + i * p.weightStride,
+                                        p.rows[t][b * p.binStride + i - p.lead],
+                                        p.out + b * p.outStride, p.channels);
+                }
             }
         }
     }
 }
 
 void addChannelsOneByOne(const ChannelProducts& p) {
+    startBinByBin(p);
     for (std::int32_t t = 0; t < p.taps; ++t) {
         for (std::int64_t b = 0; b < p.bins; ++b) {
             for (std::int64_t i = 0; i < p.run; ++i) {
-                ippsAddProduct_32f(p.weights + t * p.tapStride + i * p.channels,
+                ippsAddProduct_32f(p.weights + t * p.tapStride + i * p.weightStride,
                                    p.rows[t] + b * p.binStride + i * p.channels,
                                    p.out + b * p.outStride, p.channels);
             }
@@ -120,15 +139,16 @@ bool sameBits(const std::vector<float>& a, const std::vector<float>& b) {
 }
 
 void expectRunsEqualTheChain(const Shape& shape, std::uint32_t seed) {
-    const std::int64_t weightFloats = std::int64_t{shape.run} * shape.channels;
+    const std::int64_t weightFloats =
+        (shape.run - 1) * (shape.channels + shape.weightGap) + shape.channels;
     Plane fused(shape, shape.run, weightFloats, seed);
     Plane chain(shape, shape.run, weightFloats, seed);
     ASSERT_EQ(addRunProducts(fused.product), 0);
     addRunsOneByOne(chain.product);
     ASSERT_TRUE(sameBits(fused.output(), chain.output()))
         << shape.taps << " taps, runs of " << shape.run << ", " << shape.bins
-        << " bins with stride " << shape.binStride << ", " << shape.channels << " channels, seed "
-        << seed;
+        << " bins with stride " << shape.binStride << ", " << shape.channels << " channels, lead "
+        << shape.lead << ", trail " << shape.trail << ", seed " << seed;
     ASSERT_TRUE(fused.isIntact());
 }
 
@@ -156,10 +176,40 @@ TEST_P(FusedForms, RunsEqualTheChainForRandomShapes) {
     }
 }
 
-TEST_P(FusedForms, RunsOfWideInputsWithFewChannelsEqualTheChain) {
-    // Around the most that fits into the columns of a tile.
-    for (const std::int32_t stride : {60, 64, 100, 127, 128, 129, 200, 500, 4096}) {
-        expectRunsEqualTheChain({1, 130, 33, 1, stride}, 3);
+TEST_P(FusedForms, RunsMayBeginFromARow) {
+    std::uint32_t seed = 1;
+    for (std::int32_t bins = 1; bins <= 30; ++bins) {
+        for (const std::int32_t channels : {1, 3, 4, 7, 8, 15, 16, 17, 31, 32, 33, 64, 65}) {
+            expectRunsEqualTheChain({2, 3, bins, channels, 2, bins % 3, channels % 2, true},
+                                    ++seed);
+            ASSERT_FALSE(HasFatalFailure());
+        }
+    }
+}
+
+TEST_P(FusedForms, FirstAndLastRunsMayBeShorter) {
+    std::mt19937 engine(9);
+    const auto roll = [&](std::int32_t low, std::int32_t high) {
+        return std::uniform_int_distribution<std::int32_t>(low, high)(engine);
+    };
+    // Around the counts of bins for which those at the ends share a tile with others.
+    for (std::int32_t bins = 1; bins <= 70; ++bins) {
+        for (const std::int32_t channels : {1, 5, 8, 16, 20, 32, 48}) {
+            const std::int32_t run = roll(2, 9);
+            Shape shape{roll(1, 3), run, bins, channels, roll(run, 12), roll(0, 2), roll(0, 2)};
+            shape.hasStart = roll(0, 1) == 1;
+            shape.lead = roll(0, 2) == 0 ? 0 : roll(1, run - 1);
+            const bool hasTrail = (bins > 1 || shape.lead == 0) && roll(0, 2) > 0;
+            shape.trail = hasTrail ? roll(1, run - 1) : 0;
+            expectRunsEqualTheChain(shape, static_cast<std::uint32_t>(bins));
+            ASSERT_FALSE(HasFatalFailure());
+        }
+    }
+}
+
+TEST_P(FusedForms, LeadOfAsMuchAsTheStrideIsWholeBehindTheFirstBin) {
+    for (const std::int32_t bins : {2, 23, 24, 25, 60}) {
+        expectRunsEqualTheChain({2, 6, bins, 32, 3, 0, 0, true, 3, 3}, 4);
         ASSERT_FALSE(HasFatalFailure());
     }
 }
@@ -177,10 +227,13 @@ TEST_P(FusedForms, ChannelsEqualTheChain) {
     std::uint32_t seed = 1;
     for (std::int32_t bins = 1; bins <= 13; ++bins) {
         for (std::int32_t channels = 1; channels <= 40; ++channels) {
-            const Shape shape{2, 1 + channels % 4, bins, channels, channels * (1 + bins % 2), 1};
+            const Shape shape{2,        1 + channels % 4,          bins,
+                              channels, channels * (1 + bins % 2), 1,
+                              bins % 4, channels % 3 == 0};
             const std::int64_t floats = std::int64_t{shape.run} * channels;
-            Plane fused(shape, floats, floats, ++seed);
-            Plane chain(shape, floats, floats, seed);
+            const std::int64_t weights = shape.run * (channels + shape.weightGap);
+            Plane fused(shape, floats, weights, ++seed);
+            Plane chain(shape, floats, weights, seed);
             ASSERT_EQ(addChannelProducts(fused.product), 0);
             addChannelsOneByOne(chain.product);
             ASSERT_TRUE(sameBits(fused.output(), chain.output()))
@@ -279,20 +332,48 @@ TEST_P(FusedForms, SoftplusEqualsItsChain) {
 
 TEST_P(FusedForms, RowsAreRepeatedAndAddedForEachBin) {
     for (std::int32_t length = 1; length <= 40; ++length) {
-        for (std::int32_t bins = 1; bins <= 9; ++bins) {
+        for (const std::int32_t bins : {1, 2, 3, 4, 5, 7, 8, 9, 15, 16, 17, 40}) {
             GuardedArray<float> row(sizeOf(length), sizeOf(length) % 16);
-            GuardedArray<float> out(sizeOf(length) * sizeOf(bins), sizeOf(bins));
+            GuardedArray<float> out(sizeOf(length) * sizeOf(bins), sizeOf(bins) % 16);
+            GuardedArray<float> sums(out.size(), sizeOf(bins + 3) % 16);
             row.assign(levels(sizeOf(length)));
             ASSERT_EQ(repeatRow(row.data(), length, out.data(), bins), 0);
             for (std::size_t i = 0; i < out.size(); ++i) {
                 ASSERT_TRUE(sameFloat(out[i], row[i % row.size()]));
             }
-            ASSERT_EQ(addRowToBins(row.data(), length, out.data(), bins), 0);
+            out.assign(levels(out.size()));
+            ASSERT_EQ(addRowToBins(row.data(), length, out.data(), sums.data(), bins), 0);
             for (std::size_t i = 0; i < out.size(); ++i) {
-                const float value = row[i % row.size()];
-                ASSERT_TRUE(sameFloat(out[i], value + value)) << length << ", " << bins;
+                ASSERT_TRUE(sameFloat(sums[i], row[i % row.size()] + out[i]))
+                    << length << ", " << bins;
             }
-            ASSERT_TRUE(row.isIntact() && out.isIntact());
+            ASSERT_EQ(addRowToBins(row.data(), length, out.data(), out.data(), bins), 0);
+            for (std::size_t i = 0; i < out.size(); ++i) {
+                ASSERT_TRUE(sameFloat(sums[i], out[i])) << "in place";
+            }
+            ASSERT_TRUE(row.isIntact() && out.isIntact() && sums.isIntact());
+        }
+    }
+}
+
+TEST_P(FusedForms, RowsAreSpreadAndNothingBetweenThemIsTouched) {
+    for (std::int32_t length = 1; length <= 40; ++length) {
+        for (const std::int32_t gap : {0, 1, 5, 16}) {
+            constexpr std::int32_t bins = 7;
+            const std::int32_t stride = length + gap;
+            GuardedArray<float> rows(sizeOf(length * bins), sizeOf(length) % 16);
+            GuardedArray<float> out(sizeOf((bins - 1) * stride + length), sizeOf(gap) % 16);
+            rows.assign(levels(rows.size()));
+            out.assign(std::vector<float>(out.size(), 3.0F));
+            ASSERT_EQ(spreadRows(rows.data(), length, out.data(), stride, bins), 0);
+            for (std::size_t i = 0; i < out.size(); ++i) {
+                const std::size_t bin = i / sizeOf(stride);
+                const std::size_t channel = i % sizeOf(stride);
+                const bool isGap = channel >= sizeOf(length);
+                const float expected = isGap ? 3.0F : rows[bin * sizeOf(length) + channel];
+                ASSERT_TRUE(sameFloat(out[i], expected)) << length << ", " << gap << ", " << i;
+            }
+            ASSERT_TRUE(rows.isIntact() && out.isIntact());
         }
     }
 }
@@ -345,6 +426,27 @@ TEST_P(FusedForms, NullComesBeforeSizesAndNothingIsWritten) {
         spoilt.*size = 0;
         EXPECT_EQ(addRunProducts(spoilt), ippStsSizeErr);
         EXPECT_EQ(addChannelProducts(spoilt), ippStsSizeErr);
+    }
+    EXPECT_TRUE(sameBits(plane.output(), before));
+}
+
+TEST_P(FusedForms, ShorterRunsThatCannotBeAreSizeErrors) {
+    Plane plane({1, 4, 3, 4, 2}, 4, 16, 5);
+    const std::vector<float> before = plane.output();
+    struct Ends {
+        std::int32_t lead;
+        std::int32_t trail;
+        std::int32_t bins;
+    };
+    // Nothing left of the run, less than nothing missing, one bin with both, rows that would begin
+    // before themselves.
+    for (const Ends ends : {Ends{4, 0, 1}, Ends{0, 4, 3}, Ends{-1, 0, 3}, Ends{0, -1, 3},
+                            Ends{1, 1, 1}, Ends{3, 0, 3}}) {
+        RunProducts spoilt = plane.product;
+        spoilt.lead = ends.lead;
+        spoilt.trail = ends.trail;
+        spoilt.bins = ends.bins;
+        EXPECT_EQ(addRunProducts(spoilt), ippStsSizeErr) << ends.lead << ", " << ends.trail;
     }
     EXPECT_TRUE(sameBits(plane.output(), before));
 }

@@ -14,8 +14,13 @@ namespace vorun {
 /// A matrix of sums over several rows of input. For each bin b and channel c, first over the taps
 /// t, then over the elements i of a run:
 ///
-///   out[b * outStride + c] += rows[t][b * binStride + i] * weights[t * tapStride + i * channels +
-///   c]
+///   out[b * outStride + c] += rows[t][b * binStride + i] * weights[t * tapStride + i *
+///   weightStride
+///   + c]
+///
+/// With a `start`, sums begin at start[c] and not at what stands in `out`. The first bin goes
+/// without the first `lead` elements of each run, the last one without the last `trail`; with a
+/// lead, `rows` point to the first element that enters.
 ///
 /// Strides count floats. No array needs an alignment, and `out` overlaps no other array.
 struct RunProducts {
@@ -23,22 +28,51 @@ struct RunProducts {
     const float* const* rows;
     const float* weights;
     std::int64_t tapStride;
+    std::int64_t weightStride;
     std::int64_t binStride;
     std::int64_t outStride;
     float* out;
+    /// `channels` floats, or null.
+    const float* start;
     std::int32_t taps;
     std::int32_t run;
     std::int32_t bins;
     std::int32_t channels;
+    /// Below `run`, and the lead at most binStride. One bin has not both.
+    std::int32_t lead;
+    std::int32_t trail;
 };
 
-/// The same channel by channel:
+/// The same channel by channel, where all runs are whole:
 ///
-///   out[b * outStride + c] +=
-///       rows[t][b * binStride + i * channels + c] * weights[t * tapStride + i * channels + c]
+///   out[b * outStride + c] += rows[t][b * binStride + i * channels + c] *
+///                             weights[t * tapStride + i * weightStride + c]
 ///
 /// where a run has `run` elements of `channels` floats each.
 using ChannelProducts = RunProducts;
+
+/// Sums with bins side by side, for channels that lie anywhere, over columns as transposeBins()
+/// gives them. Element i of a run is read from column k = (firstColumn + i) % columnCount, `shift`
+/// = (firstColumn + i) / columnCount bins further on:
+///
+///   out[c][b * outStride] += columns[k * pitch + b + shift] * weights[i * weightStride + c]
+///
+/// Behind the last bin that enters a sum up to 15 more are read, whatever they hold.
+struct ColumnProducts {
+    /// The first bin in column 0.
+    const float* columns;
+    std::int64_t pitch;
+    const float* weights;
+    std::int64_t weightStride;
+    /// One pointer a channel, to its first bin.
+    float* const* out;
+    std::int64_t outStride;
+    std::int32_t columnCount;
+    std::int32_t firstColumn;
+    std::int32_t run;
+    std::int32_t bins;
+    std::int32_t channels;
+};
 
 /// Activations in one pass, each the chain that its layer states; pDst may be pSrc.
 /// max(x, 0) + slope * min(x, 0).
@@ -63,10 +97,22 @@ IppStatus hypotRow(const Ipp32fc* pSrc, float* pDst, std::int32_t len);
 
 /// Repeats a row of `len` floats for each of `bins` bins, one behind the other.
 IppStatus repeatRow(const float* pSrc, std::int32_t len, float* pDst, std::int32_t bins);
-/// Adds a row of `len` floats to each of `bins` bins, as ippsAdd_32f adds it to one.
-IppStatus addRowToBins(const float* pSrc, std::int32_t len, float* pSrcDst, std::int32_t bins);
+/// Adds a row of `len` floats to each of `bins` bins of pSrcBins, as ippsAdd_32f adds it to one;
+/// pDst may be pSrcBins.
+IppStatus addRowToBins(const float* pSrc, std::int32_t len, const float* pSrcBins, float* pDst,
+                       std::int32_t bins);
+
+/// Copies `bins` rows of `len` floats to rows that lie `dstStride` floats apart; no array overlaps.
+IppStatus spreadRows(const float* pSrc, std::int32_t len, float* pDst, std::int64_t dstStride,
+                     std::int32_t bins);
 
 IppStatus addRunProducts(const RunProducts& product);
 IppStatus addChannelProducts(const ChannelProducts& product);
+IppStatus addColumnProducts(const ColumnProducts& product);
+
+/// Bins of `width` floats, column by column: pDst[i % width * pitch + i / width] = pSrc[i]. `len`
+/// need not be a multiple of `width`; `pitch` is at least len / width, rounded up.
+IppStatus transposeBins(const float* pSrc, std::int32_t len, std::int32_t width, float* pDst,
+                        std::int64_t pitch);
 
 }  // namespace vorun

@@ -34,6 +34,23 @@ IppStatus checkProducts(const RunProducts& product) {
     return checkArrays(least, product.rows, product.weights, product.out);
 }
 
+IppStatus checkRuns(const RunProducts& product) {
+    const IppStatus arrays = checkProducts(product);
+    const std::int32_t shorter = std::max(product.lead, product.trail);
+    const bool isInside = std::min(product.lead, product.trail) >= 0 && shorter < product.run &&
+                          (product.lead == 0 || product.trail == 0 || product.bins > 1) &&
+                          (product.lead <= product.binStride || product.bins == 1);
+    return arrays == ippStsNoErr && !isInside ? ippStsSizeErr : arrays;
+}
+
+IppStatus checkColumns(const ColumnProducts& product) {
+    const std::int32_t least =
+        std::min({product.run, product.bins, product.channels, product.columnCount});
+    const IppStatus arrays = checkArrays(least, product.columns, product.weights, product.out);
+    const bool isInside = product.firstColumn >= 0 && product.firstColumn < product.columnCount;
+    return arrays == ippStsNoErr && !isInside ? ippStsSizeErr : arrays;
+}
+
 // One function for each parameter list of the family: the entry of `table` for the index in force.
 template <class Operation, std::size_t count>
 Operation* entryOf(Operation* const (&table)[count]) {

@@ -37,8 +37,12 @@
     X(ippsFFTInv_CCSToR_32f,                                                                      \
       (const float* pSrc, float* pDst, const IppsFFTSpec_R_32f* pSpec, unsigned char* pWork),     \
       (pSrc, pDst, pSpec, pWork), checkTransform(pSrc, pDst, pSpec, pWork))                       \
-    X(addRunProducts, (const RunProducts& product), (product), checkProducts(product))            \
+    X(addRunProducts, (const RunProducts& product), (product), checkRuns(product))                \
     X(addChannelProducts, (const ChannelProducts& product), (product), checkProducts(product))    \
+    X(addColumnProducts, (const ColumnProducts& product), (product), checkColumns(product))       \
+    X(transposeBins,                                                                              \
+      (const float* pSrc, std::int32_t len, std::int32_t width, float* pDst, std::int64_t pitch), \
+      (pSrc, len, width, pDst, pitch), checkArrays(std::min(len, width), pSrc, pDst))             \
     X(dotProductPair_64f,                                                                         \
       (const double* pSrc1, const double* pSrc2, const double* pSrc3, const double* pSrc4,        \
        std::int32_t len, double* pResult),                                                        \
@@ -46,8 +50,14 @@
       checkArrays(len, pSrc1, pSrc2, pSrc3, pSrc4, pResult))                                      \
     X(repeatRow, (const float* pSrc, std::int32_t len, float* pDst, std::int32_t bins),           \
       (pSrc, len, pDst, bins), checkArrays(std::min(len, bins), pSrc, pDst))                      \
-    X(addRowToBins, (const float* pSrc, std::int32_t len, float* pSrcDst, std::int32_t bins),     \
-      (pSrc, len, pSrcDst, bins), checkArrays(std::min(len, bins), pSrc, pSrcDst))                \
+    X(spreadRows,                                                                                 \
+      (const float* pSrc, std::int32_t len, float* pDst, std::int64_t dstStride,                  \
+       std::int32_t bins),                                                                        \
+      (pSrc, len, pDst, dstStride, bins), checkArrays(std::min(len, bins), pSrc, pDst))           \
+    X(addRowToBins,                                                                               \
+      (const float* pSrc, std::int32_t len, const float* pSrcBins, float* pDst,                   \
+       std::int32_t bins),                                                                        \
+      (pSrc, len, pSrcBins, pDst, bins), checkArrays(std::min(len, bins), pSrc, pSrcBins, pDst))  \
     X(hypotRow, (const Ipp32fc* pSrc, float* pDst, std::int32_t len), (pSrc, pDst, len),          \
       checkArrays(len, pSrc, pDst))                                                               \
     VORUN_VECTOR_ACTIVATIONS(X)

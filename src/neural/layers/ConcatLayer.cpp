@@ -3,6 +3,7 @@
 #include <stdexcept>
 
 #include "foundation/vector/CheckedCall.h"
+#include "foundation/vector/FusedForms.h"
 
 namespace vorun {
 
@@ -47,15 +48,13 @@ void ConcatLayer<T>::CopyChannels(const Tensor<T>& input, std::int32_t offset) {
     if (height == 0 || channels == 0) {
         return;
     }
-    T* out = output_.data() + offset;
-    for (std::int32_t t = 0; t < frames; ++t) {
+    const std::int64_t binStride = output_.dim(2);
+    for (std::int64_t t = 0; t < frames; ++t) {
         // From the start for each frame: the queues hand over one at a time.
-        const T* in = input.readData();
-        for (std::int32_t bin = 0; bin < height; ++bin) {
-            copySamples<T>(in, out, channels);
-            in += channels;
-            out += output_.dim(2);
-        }
+        checkedCall(height, [&] {
+            return spreadRows(input.readData(), channels,
+                              output_.data() + t * height * binStride + offset, binStride, height);
+        });
     }
 }
 

@@ -6,7 +6,6 @@
 #include <stdexcept>
 
 #include "foundation/vector/CheckedCall.h"
-#include "foundation/vector/FusedForms.h"
 #include "neural/ModelReader.h"
 #include "neural/TensorReader.h"
 
@@ -38,9 +37,11 @@ ConvLayer<T>::ConvLayer(LayerMap<T>& layers, ModelReader& reader, std::int32_t v
     CheckSizes();
     ChargeUnbackedSizes(reader);
     this->ChangeRates({1.0 / timeStride_, 1.0 / heightStride_});
-    if (weights_.volume() > 0) {
-        tapRows_.resize(static_cast<std::size_t>(kernelFrames_));
-        runRows_.resize(static_cast<std::size_t>(kernelFrames_));
+    const typename ConvKernel<T>::Sizes sizes{kernelFrames_, kernelHeight_, kernelInChannels_,
+                                              kernelOutChannels_, heightStride_};
+    kernel_ = ConvKernel<T>(weights_, bias_, sizes);
+    if (timeStride_ == 1) {
+        columnSums_ = ColumnSums<T>(weights_, bias_, sizes, timeDilation_);
     }
 }
 
@@ -105,6 +106,7 @@ bool ConvLayer<T>::AddTensor(const Tensor<T>& input, const BaseLayer<T>* /*sourc
     bool reachedOutput = false;
     for (std::int32_t i = 0; i < frames; ++i) {
         StoreFrame(input, i, rowChannels);
+        StoreColumns(input, i);
         reachedOutput = ConvolveFrame(channels) || reachedOutput;
         ++frameCounter_;
     }
@@ -116,6 +118,9 @@ void ConvLayer<T>::PrepareHistory(std::int32_t height, std::int32_t rowChannels)
     if (history_.volume() == 0) {
         history_.Resize({historyLength_, height, rowChannels});
         history_.Zero();
+        if (rowChannels == kernelInChannels_ && frameCounter_ == 0) {
+            columnSums_.Start(height);
+        }
     }
     history_.MakeUnique();
 }
@@ -158,33 +163,57 @@ T* ConvLayer<T>::RingRow(std::int64_t writtenCount) {
     return history_.data() + start;
 }
 
+/** Only frames that fill just their row of the ring are what the sums take them for. */
+template <class T>
+void ConvLayer<T>::StoreColumns(const Tensor<T>& input, std::int32_t frame) {
+    if (input.dim(1) == history_.dim(1) && input.dim(2) == kernelInChannels_) {
+        const std::int64_t volume = std::int64_t{input.dim(1)} * input.dim(2);
+        columnSums_.AddFrame(input.readData() + frame * volume, frameCounter_);
+    } else {
+        columnSums_.Stop();
+    }
+}
+
 template <class T>
 bool ConvLayer<T>::ConvolveFrame(std::int32_t channels) {
     if (IsSwallowed()) {
         BaseLayer<T>::SkipFrame();
         return false;
     }
-    const Plane plane = MakePlane(channels);
-    output_.Resize({1, plane.outHeight, kernelOutChannels_});
+    const bool isDepthwise = IsDepthwise(channels);
+    CheckChannels(isDepthwise);
+    const std::int32_t outHeight = history_.dim(1) / heightStride_;
+    output_.Resize({1, outHeight, kernelOutChannels_});
     output_.MakeUnique();
-    SeedRows(plane.outHeight);
-    if (weights_.volume() > 0) {
-        AddTaps(plane);
+    if (output_.volume() > 0) {
+        SetRows();
+        const std::int32_t byColumn = columnSums_.channels();
+        kernel_.Convolve({history_.dim(1), history_.dim(2), isDepthwise,
+                          kernelOutChannels_ - byColumn, output_.data()});
+        if (byColumn > 0) {
+            columnSums_.CopyResult(frameCounter_, output_.data());
+        }
     }
     return this->PropagateToConsumers(output_, this);
 }
 
 template <class T>
-void ConvLayer<T>::AddTaps(const Plane& plane) {
-    const std::int64_t rowStride = std::int64_t{plane.height} * plane.rowChannels;
-    for (std::int64_t tap = 0; tap < kernelFrames_; ++tap) {
-        const std::int64_t row = (tap * timeDilation_ + frameCounter_ + 1) % historyLength_;
-        tapRows_[static_cast<std::size_t>(tap)] = history_.readData() + row * rowStride;
+void ConvLayer<T>::CheckChannels(bool isDepthwise) const {
+    if (isDepthwise && history_.dim(2) > kernelOutChannels_) {
+        throw std::runtime_error("depthwise convolution has more channels than its kernel");
     }
-    if (plane.rowChannels == (plane.depthwise ? kernelOutChannels_ : kernelInChannels_)) {
-        AddRuns(plane);
-    } else {
-        AddKernelBins(plane);
+    if (!isDepthwise && history_.dim(2) < kernelInChannels_) {
+        throw std::runtime_error("convolution has fewer channels than its kernel");
+    }
+}
+
+template <class T>
+void ConvLayer<T>::SetRows() {
+    const std::int64_t rowStride = std::int64_t{history_.dim(1)} * history_.dim(2);
+    for (std::int32_t tap = 0; weights_.volume() > 0 && tap < kernelFrames_; ++tap) {
+        const std::int64_t row =
+            (std::int64_t{tap} * timeDilation_ + frameCounter_ + 1) % historyLength_;
+        kernel_.SetRow(tap, history_.readData() + row * rowStride);
     }
 }
 
@@ -195,116 +224,9 @@ bool ConvLayer<T>::IsSwallowed() const {
 }
 
 template <class T>
-typename ConvLayer<T>::Plane ConvLayer<T>::MakePlane(std::int32_t channels) const {
-    const Plane plane{history_.dim(1), history_.dim(2), history_.dim(1) / heightStride_,
-                      IsDepthwise(channels)};
-    if (plane.depthwise && plane.rowChannels > kernelOutChannels_) {
-        throw std::runtime_error("depthwise convolution has more channels than its kernel");
-    }
-    if (!plane.depthwise && plane.rowChannels < kernelInChannels_) {
-        throw std::runtime_error("convolution has fewer channels than its kernel");
-    }
-    return plane;
-}
-
-template <class T>
-void ConvLayer<T>::SeedRows(std::int32_t outHeight) {
-    if (bias_.volume() == 0) {
-        zeroFloats(output_.data(), output_.volume());
-        return;
-    }
-    checkedCall(output_.volume(), [&] {
-        return repeatRow(bias_.readData(), kernelOutChannels_, output_.data(), outHeight);
-    });
-}
-
-/**
- * Where a ring bin holds just what the kernel takes of it, neighbouring bins of the ring and of the
- * kernel are one run. The kernel lies inside the input for all bins but some at both ends, whose
- * runs are shorter.
- */
-template <class T>
-void ConvLayer<T>::AddRuns(const Plane& plane) {
-    const std::int64_t start = FirstPosition();
-    // Rounded up, the first bin at or beyond position 0; then the first whose kernel hangs over.
-    const std::int64_t wholeFrom =
-        (std::max<std::int64_t>(0, -start) + heightStride_ - 1) / heightStride_;
-    const std::int64_t room = plane.height - kernelHeight_ - start;
-    const std::int64_t wholeTo = room < 0 ? 0 : room / heightStride_ + 1;
-    const std::int64_t from = std::min<std::int64_t>(wholeFrom, plane.outHeight);
-    const std::int64_t to = std::clamp<std::int64_t>(wholeTo, from, plane.outHeight);
-    for (std::int64_t bin = 0; bin < from; ++bin) {
-        AddRun(plane, bin, 1);
-    }
-    AddRun(plane, from, to - from);
-    for (std::int64_t bin = to; bin < plane.outHeight; ++bin) {
-        AddRun(plane, bin, 1);
-    }
-}
-
-/** Bins whose kernels have the same part inside the input. */
-template <class T>
-void ConvLayer<T>::AddRun(const Plane& plane, std::int64_t bin, std::int64_t bins) {
-    const std::int64_t position = FirstPosition() + bin * heightStride_;
-    const std::int64_t first = std::max<std::int64_t>(0, -position);
-    const std::int64_t end = std::min<std::int64_t>(kernelHeight_, plane.height - position);
-    if (bins > 0 && first < end) {
-        AddProducts(plane, {position + first, first, end - first, bin, bins, 0, kernelFrames_});
-    }
-}
-
-/** One bin of the kernel after the other, each over all output bins that it meets inside. */
-template <class T>
-void ConvLayer<T>::AddKernelBins(const Plane& plane) {
-    for (std::int64_t tap = 0; tap < kernelFrames_; ++tap) {
-        for (std::int64_t kernelBin = 0; kernelBin < kernelHeight_; ++kernelBin) {
-            const std::int64_t start = FirstPosition() + kernelBin;
-            const std::int64_t bin =
-                (std::max<std::int64_t>(0, -start) + heightStride_ - 1) / heightStride_;
-            const std::int64_t room = plane.height - 1 - start;
-            const std::int64_t end =
-                room < 0 ? 0 : std::min<std::int64_t>(plane.outHeight, room / heightStride_ + 1);
-            if (bin < end) {
-                AddProducts(plane,
-                            {start + bin * heightStride_, kernelBin, 1, bin, end - bin, tap, 1});
-            }
-        }
-    }
-}
-
-template <class T>
-void ConvLayer<T>::AddProducts(const Plane& plane, const Stretch& stretch) {
-    const std::int64_t binWeights = std::int64_t{kernelInChannels_} * kernelOutChannels_;
-    for (std::int64_t tap = stretch.tap; tap < stretch.tap + stretch.taps; ++tap) {
-        const auto index = static_cast<std::size_t>(tap);
-        runRows_[index] = tapRows_[index] + stretch.position * plane.rowChannels;
-    }
-    const std::int64_t tapStride = kernelHeight_ * binWeights;
-    RunProducts products{};
-    products.rows = runRows_.data() + stretch.tap;
-    products.weights =
-        weights_.readData() + stretch.tap * tapStride + stretch.kernelBin * binWeights;
-    products.tapStride = tapStride;
-    products.binStride = std::int64_t{heightStride_} * plane.rowChannels;
-    products.outStride = kernelOutChannels_;
-    products.out = output_.data() + stretch.bin * kernelOutChannels_;
-    products.taps = static_cast<std::int32_t>(stretch.taps);
-    products.bins = static_cast<std::int32_t>(stretch.bins);
-    if (plane.depthwise) {
-        products.run = static_cast<std::int32_t>(stretch.kernelBins);
-        products.channels = plane.rowChannels;
-        checkedCall(products.channels, [&] { return addChannelProducts(products); });
-    } else {
-        products.run = static_cast<std::int32_t>(stretch.kernelBins * kernelInChannels_);
-        products.channels = kernelOutChannels_;
-        checkedCall(std::min(products.run, products.channels),
-                    [&] { return addRunProducts(products); });
-    }
-}
-
-template <class T>
 void ConvLayer<T>::ResetState() {
     history_.Zero();
+    columnSums_.Reset();
     frameCounter_ = 0;
 }
 

@@ -1,10 +1,10 @@
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
-#include <vector>
 
 #include "neural/BaseLayer.h"
+#include "neural/layers/ColumnSums.h"
+#include "neural/layers/ConvKernel.h"
 
 namespace vorun {
 
@@ -45,25 +45,6 @@ class ConvLayer : public BaseLayer<T> {
     std::int32_t GetLatency(std::int32_t scale) override;
 
   private:
-    /** What one output frame is computed from: the ring as it was sized, and the bins to come. */
-    struct Plane {
-        std::int32_t height;
-        std::int32_t rowChannels;
-        std::int32_t outHeight;
-        bool depthwise;
-    };
-    /** Output bins that meet the same bins of the kernel, over some of the time taps. */
-    struct Stretch {
-        /** Ring bin that the first output bin meets with kernelBin. */
-        std::int64_t position;
-        std::int64_t kernelBin;
-        std::int64_t kernelBins;
-        std::int64_t bin;
-        std::int64_t bins;
-        std::int64_t tap;
-        std::int64_t taps;
-    };
-
     bool SendsTicks() const override { return timeStride_ > 1 || lookahead_ > 0; }
 
     void ReadRecord(ModelReader& reader, std::int32_t version);
@@ -78,17 +59,12 @@ class ConvLayer : public BaseLayer<T> {
     void StoreFrame(const Tensor<T>& input, std::int32_t frame, std::int32_t rowChannels);
     T* RingRow(std::int64_t writtenCount);
 
+    void StoreColumns(const Tensor<T>& input, std::int32_t frame);
+
     bool ConvolveFrame(std::int32_t channels);
     bool IsSwallowed() const;
-    Plane MakePlane(std::int32_t channels) const;
-    void SeedRows(std::int32_t outHeight);
-    void AddTaps(const Plane& plane);
-    void AddRuns(const Plane& plane);
-    void AddRun(const Plane& plane, std::int64_t bin, std::int64_t bins);
-    void AddKernelBins(const Plane& plane);
-    void AddProducts(const Plane& plane, const Stretch& stretch);
-    /** Ring bin at which the kernel of the first output bin begins; below 0 it hangs over. */
-    std::int64_t FirstPosition() const { return -((kernelHeight_ - heightStride_) / 2); }
+    void CheckChannels(bool isDepthwise) const;
+    void SetRows();
 
     std::int32_t timeStride_ = 1;
     std::int32_t heightStride_ = 1;
@@ -106,9 +82,8 @@ class ConvLayer : public BaseLayer<T> {
     /** The ring: [historyLength, height, ring channels]. */
     Tensor<T> history_;
     Tensor<T> output_;
-    /** Of each time tap, the ring row and the place in it from which a stretch reads. */
-    std::vector<const T*> tapRows_;
-    std::vector<const T*> runRows_;
+    ConvKernel<T> kernel_;
+    ColumnSums<T> columnSums_;
     std::int32_t kernelFrames_ = 0;
     std::int32_t historyLength_ = 1;
     std::int32_t kernelHeight_ = 0;

@@ -83,6 +83,7 @@ void DenseLayer<T>::MixByBin(const T* frame, const FrameShape& shape, T* out) co
     ChannelProducts products{};
     products.rows = &frame;
     products.weights = weights_.readData();
+    products.weightStride = shape.channels;
     products.out = out;
     products.taps = 1;
     products.run = shape.height;
@@ -103,6 +104,7 @@ void DenseLayer<T>::MixByChannel(const T* frame, const FrameShape& shape, T* out
     RunProducts products{};
     products.rows = &column;
     products.weights = packed_.readData();
+    products.weightStride = shape.height;
     products.out = sums_.data();
     products.taps = 1;
     products.run = shape.height;

@@ -133,6 +133,7 @@ void SelfAttentionLayer<T>::FilterFrame(const T* frame, const FrameShape& shape)
     products.rows = windowRows_.data();
     products.weights = attentionWeights_.readData();
     products.tapStride = shape.channels;
+    products.weightStride = shape.channels;
     products.binStride = shape.channels;
     products.outStride = shape.channels;
     products.out = filtered_.data();
@@ -148,6 +149,7 @@ void SelfAttentionLayer<T>::Project(const T* source, const FrameShape& shape, T*
     RunProducts products{};
     products.rows = &source;
     products.weights = projection_.readData();
+    products.weightStride = shape.channels;
     products.binStride = shape.channels;
     products.outStride = shape.channels;
     products.out = out;

@@ -34,6 +34,7 @@ TransposedConvLayer<T>::TransposedConvLayer(LayerMap<T>& layers, ModelReader& re
         kernel_ = TransposedKernel<T>(
             weights_, {kernelFrames_, kernelHeight_, kernelOutChannels_, kernelInChannels_,
                        std::max(heightStride_, 1), IsDepthwise()});
+        tapRows_.resize(static_cast<std::size_t>(kernelFrames_));
     }
     // A stride of 0 gives frames without bins, which no later layer widens again.
     this->ChangeRates({1.0 * timeStride_, 1.0 * std::max(heightStride_, 1)});
@@ -124,16 +125,22 @@ bool TransposedConvLayer<T>::ScatterFrame() {
     PrepareHistory(outHeight);
     RequireInsideRing(rowLength);
     if (weights_.volume() > 0) {
-        // Tap 0 lands on the earliest output frame that is still open.
-        for (std::int32_t tap = 0; tap < kernelFrames_; ++tap) {
-            kernel_.AddTap(tap, frame_.readData(), frame_.dim(1),
-                           {RingRow(tap + frameCounter_), outHeight, outChannels_});
-        }
+        AddFrame(outHeight);
     }
     ReleaseRows(outHeight);
     EmptyReleasedRows(static_cast<std::int32_t>(rowLength));
     frameCounter_ += timeStride_;
     return DeliverPending();
+}
+
+/** Tap 0 lands on the earliest output frame that is still open. */
+template <class T>
+void TransposedConvLayer<T>::AddFrame(std::int32_t outHeight) {
+    for (std::size_t tap = 0; tap < tapRows_.size(); ++tap) {
+        tapRows_[tap] = RingRow(static_cast<std::int64_t>(tap) + frameCounter_);
+    }
+    kernel_.AddFrame(frame_.readData(), frame_.dim(1),
+                     {tapRows_.data(), outHeight, outChannels_, outHeight <= history_.dim(1)});
 }
 
 template <class T>
@@ -182,8 +189,7 @@ void TransposedConvLayer<T>::ReleaseRows(std::int32_t outHeight) {
         // A frame in the queue shares the block, so that each that follows takes one of its own.
         output_.MakeUnique();
         if (output_.volume() > 0) {
-            copySamples<T>(RingRow(i + frameCounter_), output_.data(), output_.volume());
-            AddBias(outHeight);
+            CopyWithBias(RingRow(i + frameCounter_), outHeight);
         }
         pending_.Push(output_);
     }
@@ -191,12 +197,13 @@ void TransposedConvLayer<T>::ReleaseRows(std::int32_t outHeight) {
 
 /** At release, never in the ring: rows that no tap reaches come out with their bias. */
 template <class T>
-void TransposedConvLayer<T>::AddBias(std::int32_t outHeight) {
+void TransposedConvLayer<T>::CopyWithBias(const T* row, std::int32_t outHeight) {
     if (bias_.volume() == 0) {
+        copySamples<T>(row, output_.data(), output_.volume());
         return;
     }
     checkedCall(output_.volume(), [&] {
-        return addRowToBins(bias_.readData(), outChannels_, output_.data(), outHeight);
+        return addRowToBins(bias_.readData(), outChannels_, row, output_.data(), outHeight);
     });
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 #include "neural/BaseLayer.h"
 #include "neural/FrameQueue.h"
@@ -58,11 +59,12 @@ class TransposedConvLayer : public BaseLayer<T> {
     bool IsDepthwise() const { return kernelOutChannels_ == 1 && outChannels_ != 1; }
     void StoreFrame(const Tensor<T>& input, std::int32_t frame);
     bool ScatterFrame();
+    void AddFrame(std::int32_t outHeight);
     void PrepareHistory(std::int32_t outHeight);
     void RequireInsideRing(std::int64_t rowLength) const;
     std::int32_t ReadyFrames() const;
     void ReleaseRows(std::int32_t outHeight);
-    void AddBias(std::int32_t outHeight);
+    void CopyWithBias(const T* row, std::int32_t outHeight);
     void EmptyReleasedRows(std::int32_t rowLength);
     bool DeliverPending();
     T* RingRow(std::int64_t outputFrame);
@@ -78,8 +80,9 @@ class TransposedConvLayer : public BaseLayer<T> {
     std::int32_t lookahead_ = 0;
     /** [kernelFrames, kernelHeight, kernelOutChannels, kernelInChannels] */
     Tensor<T> weights_;
-    /** The weights as the frame path reads them. */
+    /** The weights as the frame path reads them, and the rows that their time taps land on. */
     TransposedKernel<T> kernel_;
+    std::vector<T*> tapRows_;
     /** outChannels values, or none. */
     Tensor<T> bias_;
     /** The ring: [historyLength, output height, outChannels]. */

@@ -1,6 +1,7 @@
 #include "neural/layers/TransposedKernel.h"
 
 #include <algorithm>
+#include <limits>
 
 #include "foundation/vector/CheckedCall.h"
 #include "foundation/vector/FusedForms.h"
@@ -17,95 +18,167 @@ std::int64_t floorDivide(std::int64_t value, std::int64_t divisor) {
 
 template <class T>
 TransposedKernel<T>::TransposedKernel(const Tensor<T>& weights, const Sizes& sizes)
-    : sizes_(sizes), packed_(weights.shape()) {
-    const std::int64_t tapVolume = sizes_.height * BinVolume();
+    : sizes_(sizes) {
+    constexpr std::int32_t anyHeight = std::numeric_limits<std::int32_t>::max();
+    narrowChannels_ = sizes.depthwise ? 0 : columnChannels(sizes.outChannels, anyHeight);
+    wideChannels_ = sizes.outChannels - narrowChannels_;
+    wide_.Resize({sizes.frames, sizes.height, sizes.inChannels, wideChannels_});
+    narrow_.Resize({sizes.height, sizes.inChannels, sizes.frames, narrowChannels_});
+    columnOut_.resize(static_cast<std::size_t>(sizes.frames) *
+                      static_cast<std::size_t>(narrowChannels_));
     for (std::int32_t tap = 0; tap < sizes_.frames; ++tap) {
-        const T* kernel = weights.readData() + tap * tapVolume;
-        T* packed = packed_.data() + tap * tapVolume;
-        for (std::int32_t phase = 0; phase < std::min(sizes_.heightStride, sizes_.height);
-             ++phase) {
-            PackPhase(kernel, phase, packed);
-            packed += BinsOfPhase(phase) * BinVolume();
-        }
+        PackTap(weights.readData() + tap * sizes_.height * BinVolume(), tap);
     }
 }
 
 template <class T>
-std::int32_t TransposedKernel<T>::BinsOfPhase(std::int32_t phase) const {
-    return phase >= sizes_.height ? 0 : (sizes_.height - 1 - phase) / sizes_.heightStride + 1;
-}
-
-template <class T>
-void TransposedKernel<T>::PackPhase(const T* kernel, std::int32_t phase, T* packed) const {
-    for (std::int32_t i = BinsOfPhase(phase) - 1; i >= 0; --i) {
-        const std::int64_t bin = phase + std::int64_t{i} * sizes_.heightStride;
-        PackBin(kernel + bin * BinVolume(), packed);
-        packed += BinVolume();
+void TransposedKernel<T>::PackTap(const T* kernel, std::int32_t tap) {
+    Part wide = WidePart(tap);
+    Part narrow = NarrowPart(tap);
+    for (std::int32_t phase = 0; phase < Phases(); ++phase) {
+        for (std::int32_t i = BinsOfPhase(phase) - 1; i >= 0; --i) {
+            const std::int64_t bin = phase + std::int64_t{i} * sizes_.heightStride;
+            PackBin(kernel + bin * BinVolume(), wide);
+            if (!sizes_.depthwise) {
+                PackBin(kernel + bin * BinVolume(), narrow);
+            }
+        }
     }
 }
 
 /** Output channels become the inner ones, as many of which a register takes at once. */
 template <class T>
-void TransposedKernel<T>::PackBin(const T* bin, T* packed) const {
+void TransposedKernel<T>::PackBin(const T* bin, Part& part) const {
     const std::int64_t inChannels = sizes_.inChannels;
-    const std::int64_t outChannels = sizes_.outChannels;
+    if (sizes_.depthwise) {
+        part.weights = std::copy_n(bin, inChannels, part.weights);
+        return;
+    }
     for (std::int64_t in = 0; in < inChannels; ++in) {
-        for (std::int64_t out = 0; out < outChannels; ++out) {
-            packed[in * outChannels + out] = bin[out * inChannels + in];
+        for (std::int64_t out = 0; out < part.channels; ++out) {
+            part.weights[out] = bin[(part.firstChannel + out) * inChannels + in];
         }
+        part.weights += part.weightStride;
     }
 }
 
 template <class T>
-void TransposedKernel<T>::AddTap(std::int32_t tap, const T* frame, std::int32_t height,
-                                 const Row& row) const {
-    const T* kernel = packed_.readData() + tap * sizes_.height * BinVolume();
-    for (std::int32_t phase = 0; phase < std::min(sizes_.heightStride, sizes_.height); ++phase) {
-        AddPhase(kernel, phase, frame, height, row);
-        kernel += BinsOfPhase(phase) * BinVolume();
+void TransposedKernel<T>::AddFrame(const T* frame, std::int32_t height, const Rows& rows) {
+    const bool byColumn = PrepareColumns(height, rows);
+    for (std::int32_t tap = 0; tap < sizes_.frames; ++tap) {
+        AddByChannel(frame, height, rows, tap, WidePart(tap));
+        if (!byColumn) {
+            AddByChannel(frame, height, rows, tap, NarrowPart(tap));
+        }
     }
+    if (byColumn) {
+        columns_.Turn(frame);
+        AddByColumn(height, rows);
+    }
+}
+
+/** The first frame fixes the height for which there are columns. */
+template <class T>
+bool TransposedKernel<T>::PrepareColumns(std::int32_t height, const Rows& rows) {
+    if (narrowChannels_ == 0 || columnChannels(sizes_.outChannels, height) == 0) {
+        return false;
+    }
+    if (columnHeight_ == 0 && columns_.Resize(height, sizes_.inChannels, 1)) {
+        columnHeight_ = height;
+    }
+    // Rows that overlap take one tap after the other.
+    return height == columnHeight_ && rows.areApart;
 }
 
 /**
  * Output bins of one phase are numbered by the last input bin that reaches them. Those at both ends
- * meet fewer input bins than there are bins of the kernel.
+ * meet fewer input bins than there are bins of the kernel; the others go together.
  */
 template <class T>
-void TransposedKernel<T>::AddPhase(const T* kernel, std::int32_t phase, const T* frame,
-                                   std::int32_t height, const Row& row) const {
+template <class Body>
+void TransposedKernel<T>::ForEachStretch(std::int32_t phase, std::int32_t height,
+                                         std::int32_t outHeight, Ends ends, Body body) const {
     const std::int64_t stride = sizes_.heightStride;
     const std::int64_t reach = BinsOfPhase(phase) - 1;
     const std::int64_t start = FirstPosition() + phase;
     const std::int64_t first = std::max<std::int64_t>(0, floorDivide(-start + stride - 1, stride));
     const std::int64_t end =
-        std::min(height + reach, floorDivide(row.height - 1 - start, stride) + 1);
-    RunProducts products{};
-    products.rows = &frame;
-    products.taps = 1;
-    products.outStride = stride * row.channels;
-    products.binStride = sizes_.inChannels;
-    products.channels = sizes_.depthwise ? sizes_.inChannels : sizes_.outChannels;
+        std::min(height + reach, floorDivide(outHeight - 1 - start, stride) + 1);
+    const std::int64_t joined = ends == Ends::joined && reach > 0 && reach < height ? 1 : 0;
     for (std::int64_t last = first; last < end;) {
         const std::int64_t from = std::max<std::int64_t>(0, last - reach);
         const std::int64_t to = std::min<std::int64_t>(last, height - 1);
-        // All whose kernel lies inside the input go together.
-        const bool isWhole = last >= reach && last < height;
-        const std::int64_t bins = isWhole ? std::min<std::int64_t>(height, end) - last : 1;
-        const T* const x = frame + from * sizes_.inChannels;
-        products.rows = &x;
-        products.weights = kernel + (from - (last - reach)) * BinVolume();
-        products.out = row.values + (start + last * stride) * row.channels;
-        products.bins = static_cast<std::int32_t>(bins);
-        const std::int64_t met = to - from + 1;
-        if (sizes_.depthwise) {
-            products.run = static_cast<std::int32_t>(met);
-            checkedCall(products.channels, [&] { return addChannelProducts(products); });
-        } else {
-            products.run = static_cast<std::int32_t>(met * sizes_.inChannels);
-            checkedCall(std::min(products.run, products.channels),
-                        [&] { return addRunProducts(products); });
+        Stretch stretch{start + last * stride, 1, from, to - from + 1, from - (last - reach)};
+        if (last >= reach - joined && last < height) {
+            stretch.bins = std::min(height + joined, end) - last;
+            stretch.met = reach + 1;
+            stretch.kernelBin = 0;
+            stretch.lead = std::max<std::int64_t>(0, reach - last);
+            stretch.trail = std::max<std::int64_t>(0, last + stretch.bins - height);
         }
-        last += bins;
+        body(stretch);
+        last += stretch.bins;
+    }
+}
+
+template <class T>
+void TransposedKernel<T>::AddByChannel(const T* frame, std::int32_t height, const Rows& rows,
+                                       std::int32_t tap, const Part& part) const {
+    const std::int64_t perBin = sizes_.depthwise ? 1 : sizes_.inChannels;
+    const Ends ends = sizes_.depthwise ? Ends::apart : Ends::joined;
+    const T* weights = part.weights;
+    for (std::int32_t phase = 0; phase < Phases(); ++phase) {
+        ForEachStretch(phase, height, rows.height, ends, [&](const Stretch& stretch) {
+            const T* const x = frame + stretch.inBin * sizes_.inChannels;
+            RunProducts products{};
+            products.rows = &x;
+            products.weights = weights + stretch.kernelBin * perBin * part.weightStride;
+            products.weightStride = part.weightStride;
+            products.binStride = sizes_.inChannels;
+            products.outStride = std::int64_t{sizes_.heightStride} * rows.channels;
+            products.out = rows.taps[tap] + stretch.outBin * rows.channels + part.firstChannel;
+            products.taps = 1;
+            products.run = static_cast<std::int32_t>(stretch.met * perBin);
+            products.bins = static_cast<std::int32_t>(stretch.bins);
+            products.channels = part.channels;
+            products.lead = static_cast<std::int32_t>(stretch.lead * perBin);
+            products.trail = static_cast<std::int32_t>(stretch.trail * perBin);
+            checkedCall(std::min(products.run, products.channels), [&] {
+                return sizes_.depthwise ? addChannelProducts(products) : addRunProducts(products);
+            });
+        });
+        weights += BinsOfPhase(phase) * perBin * part.weightStride;
+    }
+}
+
+/** All taps at once: they meet the same input. */
+template <class T>
+void TransposedKernel<T>::AddByColumn(std::int32_t height, const Rows& rows) {
+    const Part part = NarrowPart(0);
+    const T* weights = part.weights;
+    for (std::int32_t phase = 0; phase < Phases(); ++phase) {
+        ForEachStretch(phase, height, rows.height, Ends::apart, [&](const Stretch& stretch) {
+            T** out = columnOut_.data();
+            for (std::int32_t tap = 0; tap < sizes_.frames; ++tap) {
+                T* const bin = rows.taps[tap] + stretch.outBin * rows.channels;
+                for (std::int32_t channel = 0; channel < part.channels; ++channel) {
+                    *out++ = bin + part.firstChannel + channel;
+                }
+            }
+            ColumnProducts products{};
+            products.columns = columns_.readData() + stretch.inBin;
+            products.pitch = columns_.pitch();
+            products.weights = weights + stretch.kernelBin * sizes_.inChannels * part.weightStride;
+            products.weightStride = part.weightStride;
+            products.out = columnOut_.data();
+            products.outStride = std::int64_t{sizes_.heightStride} * rows.channels;
+            products.columnCount = columns_.count();
+            products.run = static_cast<std::int32_t>(stretch.met * sizes_.inChannels);
+            products.bins = static_cast<std::int32_t>(stretch.bins);
+            products.channels = static_cast<std::int32_t>(columnOut_.size());
+            checkedCall(products.run, [&] { return addColumnProducts(products); });
+        });
+        weights += BinsOfPhase(phase) * sizes_.inChannels * part.weightStride;
     }
 }
 

@@ -1,8 +1,11 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
+#include <vector>
 
 #include "neural/Tensor.h"
+#include "neural/layers/FrameColumns.h"
 
 namespace vorun {
 
@@ -33,34 +36,92 @@ class TransposedKernel {
         std::int32_t heightStride = 1;
         bool depthwise = false;
     };
-    /** Where the sums go: bins of `channels` values. */
-    struct Row {
-        T* values;
+    /** Where the sums go: for each time tap a row of `height` bins of `channels` values. */
+    struct Rows {
+        T* const* taps;
         std::int32_t height;
         std::int32_t channels;
+        /** Whether no row reaches into another one. */
+        bool areApart;
     };
 
     TransposedKernel() = default;
     /** `weights` holds [frames, height, outChannels, inChannels] values. */
     TransposedKernel(const Tensor<T>& weights, const Sizes& sizes);
 
-    /** Adds what a frame of `height` bins of inChannels gives at time tap `tap`. */
-    void AddTap(std::int32_t tap, const T* frame, std::int32_t height, const Row& row) const;
+    /** Adds what a frame of `height` bins of inChannels gives. */
+    void AddFrame(const T* frame, std::int32_t height, const Rows& rows);
 
   private:
+    /** Packed kernels of one time tap, for neighbouring output channels. */
+    struct Part {
+        T* weights;
+        /** From one input value of the kernel to the next. */
+        std::int64_t weightStride;
+        std::int32_t firstChannel;
+        std::int32_t channels;
+    };
+    /** Output bins, a stride apart, that meet the same bins of the kernel. */
+    struct Stretch {
+        std::int64_t outBin;
+        std::int64_t bins;
+        /** The first of the input bins that the first output bin meets, and how many there are. */
+        std::int64_t inBin;
+        std::int64_t met;
+        /** Place in the packed phase of the first kernel bin. */
+        std::int64_t kernelBin;
+        /** Kernel bins that the first output bin lacks at the start, and the last one at the end.
+         */
+        std::int64_t lead = 0;
+        std::int64_t trail = 0;
+    };
+    /** Whether stretches take those in that lack a bin at one end. */
+    enum class Ends : std::uint8_t { apart, joined };
+
+    std::int32_t Phases() const { return std::min(sizes_.heightStride, sizes_.height); }
     /** The bins of the kernel at `phase`, from the stride on: phase, phase + stride and so on. */
-    std::int32_t BinsOfPhase(std::int32_t phase) const;
+    std::int32_t BinsOfPhase(std::int32_t phase) const {
+        return (sizes_.height - 1 - phase) / sizes_.heightStride + 1;
+    }
     std::int64_t FirstPosition() const { return -((sizes_.height - sizes_.heightStride) / 2); }
     /** Values of one kernel bin. */
     std::int64_t BinVolume() const { return std::int64_t{sizes_.inChannels} * sizes_.outChannels; }
-    void PackPhase(const T* kernel, std::int32_t phase, T* packed) const;
-    void PackBin(const T* bin, T* packed) const;
-    void AddPhase(const T* kernel, std::int32_t phase, const T* frame, std::int32_t height,
-                  const Row& row) const;
+    Part WidePart(std::int32_t tap) {
+        const std::int64_t tapVolume =
+            std::int64_t{sizes_.height} * sizes_.inChannels * wideChannels_;
+        // A depthwise kernel has one row of weights a bin, over the input channels.
+        return sizes_.depthwise
+                   ? Part{wide_.data() + tap * tapVolume, sizes_.inChannels, 0, sizes_.inChannels}
+                   : Part{wide_.data() + tap * tapVolume, wideChannels_, 0, wideChannels_};
+    }
+    Part NarrowPart(std::int32_t tap) {
+        return {narrow_.data() + std::int64_t{tap} * narrowChannels_,
+                std::int64_t{sizes_.frames} * narrowChannels_, wideChannels_, narrowChannels_};
+    }
+
+    void PackTap(const T* kernel, std::int32_t tap);
+    void PackBin(const T* bin, Part& part) const;
+    bool PrepareColumns(std::int32_t height, const Rows& rows);
+    /** body(stretch) for all output bins of a phase. */
+    template <class Body>
+    void ForEachStretch(std::int32_t phase, std::int32_t height, std::int32_t outHeight, Ends ends,
+                        Body body) const;
+    void AddByChannel(const T* frame, std::int32_t height, const Rows& rows, std::int32_t tap,
+                      const Part& part) const;
+    void AddByColumn(std::int32_t height, const Rows& rows);
 
     Sizes sizes_;
-    /** [frames, phase, kernel bin of the phase, input channel, output channel] */
-    Tensor<T> packed_;
+    /** The output channels: those summed a register of channels at a time, and the last ones. */
+    std::int32_t wideChannels_ = 0;
+    std::int32_t narrowChannels_ = 0;
+    /** [frames, phase, kernel bin of the phase, input channel, wide channel] */
+    Tensor<T> wide_;
+    /** [phase, kernel bin of the phase, input channel, frames, narrow channel] */
+    Tensor<T> narrow_;
+    FrameColumns<T> columns_;
+    std::int32_t columnHeight_ = 0;
+    /** Of each time tap and narrow channel, its first bin. */
+    std::vector<T*> columnOut_;
 };
 
 extern template class TransposedKernel<float>;

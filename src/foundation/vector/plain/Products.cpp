@@ -2,15 +2,32 @@
 #include "foundation/vector/VectorVariants.h"
 
 namespace vorun::plain {
+namespace {
+
+void startSums(const RunProducts& product) {
+    if (product.start == nullptr) {
+        return;
+    }
+    for (std::int64_t b = 0; b < product.bins; ++b) {
+        plain::ippsMulC_32f(product.start, 1.0f, product.out + b * product.outStride,
+                            product.channels);
+    }
+}
+
+}  // namespace
 
 IppStatus addRunProducts(const RunProducts& product) {
+    startSums(product);
     for (std::int32_t t = 0; t < product.taps; ++t) {
         for (std::int64_t b = 0; b < product.bins; ++b) {
             const float* w = product.weights + t * product.tapStride;
-            for (std::int32_t i = 0; i < product.run; ++i) {
-                plain::ippsAddProductC_32f(w, product.rows[t][b * product.binStride + i],
+            const std::int32_t from = b == 0 ? product.lead : 0;
+            const std::int32_t to =
+                b == product.bins - 1 ? product.run - product.trail : product.run;
+            for (std::int32_t i = from; i < to; ++i) {
+                const std::int64_t place = b * product.binStride + i - product.lead;
+                plain::ippsAddProductC_32f(w + i * product.weightStride, product.rows[t][place],
                                            product.out + b * product.outStride, product.channels);
-                w += product.channels;
             }
         }
     }
@@ -24,14 +41,26 @@ IppStatus repeatRow(const float* pSrc, std::int32_t len, float* pDst, std::int32
     return ippStsNoErr;
 }
 
-IppStatus addRowToBins(const float* pSrc, std::int32_t len, float* pSrcDst, std::int32_t bins) {
+IppStatus spreadRows(const float* pSrc, std::int32_t len, float* pDst, std::int64_t dstStride,
+                     std::int32_t bins) {
     for (std::int64_t bin = 0; bin < bins; ++bin) {
-        plain::ippsAdd_32f(pSrc, pSrcDst + bin * len, pSrcDst + bin * len, len);
+        for (std::int32_t i = 0; i < len; ++i) {
+            pDst[bin * dstStride + i] = pSrc[bin * len + i];
+        }
+    }
+    return ippStsNoErr;
+}
+
+IppStatus addRowToBins(const float* pSrc, std::int32_t len, const float* pSrcBins, float* pDst,
+                       std::int32_t bins) {
+    for (std::int64_t bin = 0; bin < bins; ++bin) {
+        plain::ippsAdd_32f(pSrc, pSrcBins + bin * len, pDst + bin * len, len);
     }
     return ippStsNoErr;
 }
 
 IppStatus addChannelProducts(const ChannelProducts& product) {
+    startSums(product);
     for (std::int32_t t = 0; t < product.taps; ++t) {
         for (std::int64_t b = 0; b < product.bins; ++b) {
             const float* x = product.rows[t] + b * product.binStride;
@@ -40,9 +69,32 @@ IppStatus addChannelProducts(const ChannelProducts& product) {
                 plain::ippsAddProduct_32f(w, x, product.out + b * product.outStride,
                                           product.channels);
                 x += product.channels;
-                w += product.channels;
+                w += product.weightStride;
             }
         }
+    }
+    return ippStsNoErr;
+}
+
+IppStatus addColumnProducts(const ColumnProducts& product) {
+    for (std::int32_t c = 0; c < product.channels; ++c) {
+        for (std::int64_t b = 0; b < product.bins; ++b) {
+            for (std::int32_t i = 0; i < product.run; ++i) {
+                const std::int32_t place = product.firstColumn + i;
+                const float* column = product.columns + place % product.columnCount * product.pitch;
+                plain::ippsAddProduct_32f(product.weights + i * product.weightStride + c,
+                                          column + b + place / product.columnCount,
+                                          product.out[c] + b * product.outStride, 1);
+            }
+        }
+    }
+    return ippStsNoErr;
+}
+
+IppStatus transposeBins(const float* pSrc, std::int32_t len, std::int32_t width, float* pDst,
+                        std::int64_t pitch) {
+    for (std::int32_t i = 0; i < len; ++i) {
+        pDst[i % width * pitch + i / width] = pSrc[i];
     }
     return ippStsNoErr;
 }

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <cstdint>
+
+#include "neural/Tensor.h"
+
+namespace vorun {
+
+/**
+ * How many of a layer's output channels, the last ones, are better summed with bins side by side
+ * in a register: those that a register of channels would leave mostly empty. The same on every
+ * processor, so that a model takes the same memory everywhere.
+ */
+constexpr std::int32_t columnChannels(std::int32_t channels, std::int32_t bins) {
+    constexpr std::int32_t widestRegister = 16;
+    constexpr std::int32_t most = 12;
+    const std::int32_t rest = channels % widestRegister;
+    return bins >= widestRegister && rest <= most ? rest : 0;
+}
+
+/**
+ * A frame turned round: each element of a bin as a column over the bins, from which a register
+ * takes one element of several bins at once. Several bins may count as one, so that strides do not
+ * part what stands side by side.
+ */
+template <class T>
+class FrameColumns {
+  public:
+    /** Sizes it for frames of `height` bins of `channels` values; false if that is too large. */
+    bool Resize(std::int32_t height, std::int32_t channels, std::int32_t binsAsOne);
+    void Turn(const T* frame);
+    void Clear() { columns_.Zero(); }
+
+    std::int32_t count() const { return columns_.dim(0); }
+    /** Values from one column to the next. */
+    std::int32_t pitch() const { return columns_.dim(1); }
+    const T* readData() const { return columns_.readData(); }
+
+  private:
+    /** Values of a frame. */
+    std::int32_t frameVolume_ = 0;
+    /** [columns, pitch] */
+    Tensor<T> columns_;
+};
+
+extern template class FrameColumns<float>;
+
+}  // namespace vorun
