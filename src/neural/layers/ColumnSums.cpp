@@ -20,7 +20,7 @@ ColumnSums<T>::ColumnSums(const Tensor<T>& weights, const Tensor<T>& bias, const
     : sizes_(sizes), timeDilation_(timeDilation), bias_(bias) {
     // Without a dilation all taps would meet in one row.
     const bool hasRows = weights.volume() > 0 && (sizes.frames == 1 || timeDilation > 0);
-    channels_ = hasRows ? columnChannels(sizes.outChannels, anyHeight) : 0;
+    channels_ = hasRows ? ChannelsOf(anyHeight) : 0;
     if (channels_ > 0) {
         PackWeights(weights);
         rows_.resize(static_cast<std::size_t>(sizes.frames) * static_cast<std::size_t>(channels_));
@@ -48,7 +48,7 @@ void ColumnSums<T>::Start(std::int32_t height) {
     reach_ = {sizes_.height, sizes_.heightStride, height};
     const auto outHeight = static_cast<std::int32_t>(reach_.outHeight());
     constexpr std::int64_t most = std::numeric_limits<std::int32_t>::max();
-    if (channels_ == 0 || columnChannels(sizes_.outChannels, outHeight) == 0 ||
+    if (channels_ == 0 || ChannelsOf(outHeight) == 0 ||
         HistoryLength() > most / (std::int64_t{channels_} * outHeight) ||
         !columns_.Resize(height, sizes_.inChannels, sizes_.heightStride)) {
         return;

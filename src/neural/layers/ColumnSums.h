@@ -43,6 +43,10 @@ class ColumnSums {
     void CopyResult(std::int64_t index, T* out) const;
 
   private:
+    std::int32_t ChannelsOf(std::int32_t bins) const {
+        const std::int64_t run = std::int64_t{sizes_.height} * sizes_.inChannels;
+        return columnChannels(sizes_.outChannels, run, bins);
+    }
     std::int64_t HistoryLength() const {
         return (std::int64_t{sizes_.frames} - 1) * timeDilation_ + 1;
     }

@@ -8,14 +8,17 @@ namespace vorun {
 
 /**
  * How many of a layer's output channels, the last ones, are better summed with bins side by side
- * in a register: those that a register of channels would leave mostly empty. The same on every
- * processor, so that a model takes the same memory everywhere.
+ * in a register: those that a register of channels would leave mostly empty. `run` counts the
+ * products of a sum over one frame; with few of them, what it takes to store and load the sums
+ * outweighs some empty lanes. The same on every processor, so that a model takes the same memory
+ * everywhere.
  */
-constexpr std::int32_t columnChannels(std::int32_t channels, std::int32_t bins) {
+constexpr std::int32_t columnChannels(std::int32_t channels, std::int64_t run, std::int32_t bins) {
     constexpr std::int32_t widestRegister = 16;
-    constexpr std::int32_t most = 12;
+    constexpr std::int64_t mostOfLongRuns = 12;
     const std::int32_t rest = channels % widestRegister;
-    return bins >= widestRegister && rest <= most ? rest : 0;
+    const bool isWorthIt = rest * (run + widestRegister) <= mostOfLongRuns * run;
+    return bins >= widestRegister && isWorthIt ? rest : 0;
 }
 
 /**

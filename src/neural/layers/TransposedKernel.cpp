@@ -20,7 +20,7 @@ template <class T>
 TransposedKernel<T>::TransposedKernel(const Tensor<T>& weights, const Sizes& sizes)
     : sizes_(sizes) {
     constexpr std::int32_t anyHeight = std::numeric_limits<std::int32_t>::max();
-    narrowChannels_ = sizes.depthwise ? 0 : columnChannels(sizes.outChannels, anyHeight);
+    narrowChannels_ = sizes.depthwise ? 0 : NarrowChannels(anyHeight);
     wideChannels_ = sizes.outChannels - narrowChannels_;
     wide_.Resize({sizes.frames, sizes.height, sizes.inChannels, wideChannels_});
     narrow_.Resize({sizes.height, sizes.inChannels, sizes.frames, narrowChannels_});
@@ -80,7 +80,7 @@ void TransposedKernel<T>::AddFrame(const T* frame, std::int32_t height, const Ro
 /** The first frame fixes the height for which there are columns. */
 template <class T>
 bool TransposedKernel<T>::PrepareColumns(std::int32_t height, const Rows& rows) {
-    if (narrowChannels_ == 0 || columnChannels(sizes_.outChannels, height) == 0) {
+    if (narrowChannels_ == 0 || NarrowChannels(height) == 0) {
         return false;
     }
     if (columnHeight_ == 0 && columns_.Resize(height, sizes_.inChannels, 1)) {

@@ -86,6 +86,10 @@ class TransposedKernel {
     std::int64_t FirstPosition() const { return -((sizes_.height - sizes_.heightStride) / 2); }
     /** Values of one kernel bin. */
     std::int64_t BinVolume() const { return std::int64_t{sizes_.inChannels} * sizes_.outChannels; }
+    std::int32_t NarrowChannels(std::int32_t bins) const {
+        const std::int64_t run = std::int64_t{BinsOfPhase(0)} * sizes_.inChannels;
+        return columnChannels(sizes_.outChannels, run, bins);
+    }
     Part WidePart(std::int32_t tap) {
         const std::int64_t tapVolume =
             std::int64_t{sizes_.height} * sizes_.inChannels * wideChannels_;
