@@ -151,6 +151,18 @@ void TransposedKernel<T>::AddByChannel(const T* frame, std::int32_t height, cons
     }
 }
 
+/** Where the sums of all taps and narrow channels stand in an output bin. */
+template <class T>
+void TransposedKernel<T>::FindColumns(const Rows& rows, std::int64_t outBin) {
+    T** out = columnOut_.data();
+    for (std::int32_t tap = 0; tap < sizes_.frames; ++tap) {
+        T* const bin = rows.taps[tap] + outBin * rows.channels;
+        for (std::int32_t channel = 0; channel < narrowChannels_; ++channel) {
+            *out++ = bin + wideChannels_ + channel;
+        }
+    }
+}
+
 /** All taps at once: they meet the same input. */
 template <class T>
 void TransposedKernel<T>::AddByColumn(std::int32_t height, const Rows& rows) {
@@ -158,13 +170,7 @@ void TransposedKernel<T>::AddByColumn(std::int32_t height, const Rows& rows) {
     const T* weights = part.weights;
     for (std::int32_t phase = 0; phase < Phases(); ++phase) {
         ForEachStretch(phase, height, rows.height, Ends::apart, [&](const Stretch& stretch) {
-            T** out = columnOut_.data();
-            for (std::int32_t tap = 0; tap < sizes_.frames; ++tap) {
-                T* const bin = rows.taps[tap] + stretch.outBin * rows.channels;
-                for (std::int32_t channel = 0; channel < part.channels; ++channel) {
-                    *out++ = bin + part.firstChannel + channel;
-                }
-            }
+            FindColumns(rows, stretch.outBin);
             ColumnProducts products{};
             products.columns = columns_.readData() + stretch.inBin;
             products.pitch = columns_.pitch();

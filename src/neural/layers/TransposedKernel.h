@@ -112,6 +112,7 @@ class TransposedKernel {
                         Body body) const;
     void AddByChannel(const T* frame, std::int32_t height, const Rows& rows, std::int32_t tap,
                       const Part& part) const;
+    void FindColumns(const Rows& rows, std::int64_t outBin);
     void AddByColumn(std::int32_t height, const Rows& rows);
 
     Sizes sizes_;
