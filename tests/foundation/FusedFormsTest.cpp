@@ -448,6 +448,9 @@ TEST_P(FusedForms, ShorterRunsThatCannotBeAreSizeErrors) {
         spoilt.bins = ends.bins;
         EXPECT_EQ(addRunProducts(spoilt), ippStsSizeErr) << ends.lead << ", " << ends.trail;
     }
+    RunProducts withoutStride = plane.product;
+    withoutStride.weightStride = 0;
+    EXPECT_EQ(addRunProducts(withoutStride), ippStsSizeErr);
     EXPECT_TRUE(sameBits(plane.output(), before));
 }
 

@@ -28,6 +28,7 @@ struct RunProducts {
     const float* const* rows;
     const float* weights;
     std::int64_t tapStride;
+    /// At least 1.
     std::int64_t weightStride;
     std::int64_t binStride;
     std::int64_t outStride;

@@ -39,7 +39,8 @@ IppStatus checkRuns(const RunProducts& product) {
     const std::int32_t shorter = std::max(product.lead, product.trail);
     const bool isInside = std::min(product.lead, product.trail) >= 0 && shorter < product.run &&
                           (product.lead == 0 || product.trail == 0 || product.bins > 1) &&
-                          (product.lead <= product.binStride || product.bins == 1);
+                          (product.lead <= product.binStride || product.bins == 1) &&
+                          product.weightStride > 0;
     return arrays == ippStsNoErr && !isInside ? ippStsSizeErr : arrays;
 }
 
