@@ -1,6 +1,5 @@
 #include "audio/BaseSpectralProcessor.h"
 
-#include <cstddef>
 #include <stdexcept>
 #include <utility>
 
@@ -14,30 +13,6 @@ namespace vorun {
 namespace {
 
 using Wide = std::int64_t;
-
-// The product of each channel's first `length` samples with the window's.
-Signal32 windowed(const Signal32& time, const Signal32& window, std::int32_t length) {
-    if (time.channels() > 0 && (time.length() < length || window.length() < length)) {
-        throw std::runtime_error("spectrum does not fill a frame");
-    }
-    Signal32 product(time.channels(), length);
-    for (std::int32_t c = 0; c < time.channels(); ++c) {
-        checkedCall(length, [&] {
-            return ippsMul_32f(time.readData(c), window.readData(c), product.channelData(c),
-                               length);
-        });
-    }
-    return product;
-}
-
-void addChannels(const Signal32& part, Signal32& sum) {
-    for (std::int32_t c = 0; c < sum.channels(); ++c) {
-        checkedCall(sum.length(), [&] {
-            float* samples = sum.channelData(c);
-            return ippsAdd_32f(part.readData(c), samples, samples, sum.length());
-        });
-    }
-}
 
 }  // namespace
 
@@ -116,48 +91,61 @@ Signal32 BaseSpectralProcessor::process(const Signal32& input) {
     }
     inputQueue.push(input);
     while (inputQueue.pendingSamples() >= windowSize) {
-        const Signal32 frame = takeFrame();
-        const ComplexSignal32 spectrum = analyse(frame);
+        const ComplexSignal32 spectrum = analyseNextFrame();
         const std::list<ComplexSignal32> results = processSpectrum(spectrum);
         frames.splice(frames.end(), synthesise(results));
     }
     return takeFinishedHops();
 }
 
+ComplexSignal32 BaseSpectralProcessor::analyseNextFrame() {
+    const DenormalGuard guard;
+    return fft.forward(takeFrame());
+}
+
+// A windowed frame, with zeros in front up to the transform's length.
 Signal32 BaseSpectralProcessor::takeFrame() {
     Signal32 frame;
     if (inputQueue.channels() > 0) {
-        frame = Signal32(inputQueue.channels(), windowSize);
-        inputQueue.peek(frame);
+        const std::int32_t padding = saturatedSize(Wide{fftSize} - windowSize);
+        if (padding < 0) {
+            throw std::runtime_error("window is longer than the transform");
+        }
+        frame = Signal32(inputQueue.channels(), fftSize);
+        frame.fill(0.0f, 0, padding);
+        inputQueue.peekWindowed(analysisWindow, padding, frame);
+    } else if (windowSize != fftSize) {
+        frame = Signal32(0, fftSize);
     }
     inputQueue.discard(hopSize);
     return frame;
-}
-
-ComplexSignal32 BaseSpectralProcessor::analyse(const Signal32& frame) {
-    const DenormalGuard guard;
-    const Signal32 shaped = frame.multiplied(analysisWindow);
-    if (windowSize == fftSize) {
-        return fft.forward(shaped);
-    }
-    Signal32 padded(shaped.channels(), fftSize, 0.0f);
-    padded.writeAt(saturatedSize(Wide{fftSize} - windowSize), shaped);
-    return fft.forward(padded);
 }
 
 std::list<Signal32> BaseSpectralProcessor::synthesise(const std::list<ComplexSignal32>& spectra) {
     const DenormalGuard guard;
     std::list<Signal32> finished;
     for (const ComplexSignal32& spectrum : spectra) {
-        Signal32 time = fft.inverse(spectrum);
-        if (windowSize != fftSize) {
-            Signal32 tail(time.channels(), windowSize);
-            time.readAt(saturatedSize(Wide{fftSize} - windowSize), tail);
-            time = std::move(tail);
-        }
-        finished.push_back(windowed(time, synthesisWindow, windowSize));
+        finished.push_back(fft.inverse(spectrum));
+        shapeFrame(finished.back());
     }
     return finished;
+}
+
+// The window acts in place, and only where overlapPart() reads.
+void BaseSpectralProcessor::shapeFrame(Signal32& time) const {
+    const Wide start = Wide{fftSize} - windowSize;
+    const Wide first = windowSize - (Wide{synthesisShift} + overlapFrames) * hopSize;
+    const bool fills = start >= 0 && first >= 0 && time.length() >= fftSize &&
+                       synthesisWindow.length() >= windowSize;
+    if (time.channels() < outputLayout.channelCount() || (time.channels() > 0 && !fills)) {
+        throw std::runtime_error("spectrum does not fill a frame");
+    }
+    const std::int32_t count = saturatedSize(Wide{overlapFrames} * hopSize);
+    for (std::int32_t c = 0; c < time.channels(); ++c) {
+        float* samples = time.channelData(c) + start + first;
+        const float* weights = synthesisWindow.readData(c) + first;
+        checkedCall(count, [&] { return ippsMul_32f(samples, weights, samples, count); });
+    }
 }
 
 Signal32 BaseSpectralProcessor::takeFinishedHops() {
@@ -165,27 +153,33 @@ Signal32 BaseSpectralProcessor::takeFinishedHops() {
     const Wide hops = ready < 1 ? 0 : ready;
     Signal32 result(outputLayout.channelCount(), saturatedSize(hops * hopSize));
     for (Wide hop = 0; hop < hops; ++hop) {
-        result.writeAt(saturatedSize(hop * hopSize), sumOverlap());
+        for (std::int32_t c = 0; c < result.channels(); ++c) {
+            sumOverlap(c, result.channelData(c) + hop * hopSize);
+        }
         frames.pop_front();
     }
     return result;
 }
 
-// The oldest frames, each read one hop earlier than the one before it.
-Signal32 BaseSpectralProcessor::sumOverlap() const {
-    Signal32 sum;
+void BaseSpectralProcessor::sumOverlap(std::int32_t channel, float* hop) const {
     auto frame = frames.begin();
-    for (std::int32_t j = 0; j < overlapFrames; ++j, ++frame) {
-        const Wide offset = windowSize - (Wide{synthesisShift} + 1 + j) * hopSize;
-        Signal32 part(frame->channels(), hopSize);
-        frame->readAt(saturatedSize(offset), part);
-        if (j == 0 || !sum.hasBuffer()) {
-            sum = std::move(part);
-        } else {
-            addChannels(part, sum);
-        }
+    const float* sum = overlapPart(*frame, channel, 0);
+    for (std::int32_t j = 1; j < overlapFrames; ++j) {
+        const float* part = overlapPart(*++frame, channel, j);
+        checkedCall(hopSize, [&] { return ippsAdd_32f(part, sum, hop, hopSize); });
+        sum = hop;
     }
-    return sum;
+}
+
+// What the j-th frame, counted from the oldest, gives to the next hop: each is read one hop earlier
+// than the one before it.
+const float* BaseSpectralProcessor::overlapPart(const Signal32& frame, std::int32_t channel,
+                                                std::int32_t j) const {
+    const float* samples = frame.readData(channel);
+    if (samples == nullptr) {
+        checkStatus(ippStsNullPtrErr);
+    }
+    return samples + (fftSize - (Wide{synthesisShift} + 1 + j) * hopSize);
 }
 
 }  // namespace vorun

@@ -84,17 +84,19 @@ class BaseSpectralProcessor : public BaseAudioProcessor {
     Signal32 analysisWindow;          // Input channels, W samples.
     Signal32 synthesisWindow;         // Output channels, W samples, with the inverse's scale.
     RealFft fft;
-    std::list<Signal32> frames;  // Windowed, W samples each, waiting for overlap-add.
+    std::list<Signal32> frames;  // Waiting for overlap-add; the last W samples of each count.
     SampleQueue inputQueue;
 
   private:
     void buildSymmetricWindows();
     void buildLowLatencyWindows();
+    ComplexSignal32 analyseNextFrame();
     Signal32 takeFrame();
-    ComplexSignal32 analyse(const Signal32& frame);
     std::list<Signal32> synthesise(const std::list<ComplexSignal32>& spectra);
+    void shapeFrame(Signal32& time) const;
     Signal32 takeFinishedHops();
-    Signal32 sumOverlap() const;
+    void sumOverlap(std::int32_t channel, float* hop) const;
+    const float* overlapPart(const Signal32& frame, std::int32_t channel, std::int32_t j) const;
 };
 
 }  // namespace vorun

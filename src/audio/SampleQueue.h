@@ -37,14 +37,22 @@ class SampleQueue {
     void peek(Signal32& target) const;
 
     /**
+     * peek() and a product with `window` in one pass: fills `target` from sample `offset` to its
+     * end. Raises std::runtime_error if the window has fewer channels than the target, or fewer
+     * samples than are filled.
+     */
+    void peekWindowed(const Signal32& window, std::int32_t offset, Signal32& target) const;
+
+    /**
      * Consumes without copying. A count at or above pendingSamples() drops all blocks; another
      * count below 1 is subtracted from pendingSamples() alone.
      */
     void discard(std::int32_t count);
 
     /**
-     * Consumes `count` samples into a new signal of channels() channels. Returns an empty handle,
-     * and consumes nothing, if the channel count is unset or 0.
+     * Consumes `count` samples into a signal of channels() channels: a new one, or the oldest block
+     * itself where that is just what is asked for. Returns an empty handle, and consumes nothing,
+     * if the channel count is unset or 0.
      */
     Signal32 read(std::int32_t count);
 
@@ -63,7 +71,10 @@ class SampleQueue {
     std::size_t blockCount() const noexcept { return blocks_.size(); }
 
   private:
+    template <class Take>
+    std::int32_t walk(std::int32_t need, std::int32_t channels, Take&& take) const;
     std::int32_t copyOut(Signal32& target) const;
+    bool holdsAsOneBlock(std::int32_t count) const;
     void requireHeld(std::int32_t count) const;
     void dropSamples(std::int32_t count);
     void dropAll();

@@ -203,6 +203,47 @@ TEST(SampleQueue, PeekWritesNothingBeyondWhatItFinds) {
     EXPECT_FALSE(empty.hasBuffer());
 }
 
+TEST(SampleQueue, ReadingAnUntouchedBlockGivesTheBlockItself) {
+    SampleQueue queue;
+    const Signal32 block = toSignal(counted(2, 10));
+    queue.push(block);
+    queue.push(toSignal(counted(2, 5, 11)));
+    const Signal32 got = queue.read(10);
+    EXPECT_TRUE(got.sharesBufferWith(block));
+    EXPECT_EQ(queue.pendingSamples(), 5);
+    EXPECT_EQ(queue.blockCount(), 1U);
+    EXPECT_EQ(channelsOf(queue.read(5)), counted(2, 5, 11));
+}
+
+TEST(SampleQueue, ABlockThatIsPartlyReadOrTooLongIsCopied) {
+    SampleQueue queue;
+    const Signal32 block = toSignal(counted(1, 10));
+    queue.push(block);
+    EXPECT_FALSE(queue.read(4).sharesBufferWith(block));
+    const Signal32 rest = queue.read(6);
+    EXPECT_FALSE(rest.sharesBufferWith(block));
+    EXPECT_EQ(channelsOf(rest), counted(1, 6, 5));
+}
+
+TEST(SampleQueue, ABlocksLengthFromItsMiddleOnReachesIntoTheNext) {
+    SampleQueue queue;
+    queue.push(toSignal(counted(1, 10)));
+    queue.push(toSignal(counted(1, 10, 11)));
+    queue.discard(4);
+    EXPECT_EQ(channelsOf(queue.read(10)), counted(1, 10, 5));
+    EXPECT_EQ(queue.pendingSamples(), 6);
+}
+
+TEST(SampleQueue, AWiderBlockIsNotHandedOutWhole) {
+    SampleQueue queue;
+    queue.push(toSignal(counted(1, 4)));
+    queue.push(toSignal(counted(3, 5)));
+    queue.push(toSignal(counted(1, 4)));
+    // The third block set the count of channels anew, while the second one still lies before it.
+    ASSERT_EQ(queue.channels(), 1);
+    EXPECT_EQ(queue.read(5).channels(), 1);
+}
+
 TEST(SampleQueue, DiscardWalksAcrossBlocks) {
     SampleQueue queue;
     for (int i = 0; i < 3; ++i) {

@@ -1,6 +1,9 @@
+#include <algorithm>
+#include <cstddef>
 #include <gtest/gtest.h>
 #include <stdexcept>
 #include <utility>
+#include <vector>
 
 #include "FramingTestSupport.h"
 
@@ -93,6 +96,29 @@ TEST_P(SpectralHook, AHookThatNeverDeliversGivesNoOutput) {
     EXPECT_LT(processor.inputQueue.pendingSamples(), GetParam().window);
 }
 
+TEST_P(SpectralHook, DenormalsComeAndGoAsZeros) {
+    HookedProcessor processor(1, GetParam());
+    for (float& sample : input_[0]) {
+        sample *= 1e-39F;
+    }
+    const Ipp32fc denormal{1e-40F, -1e-40F};
+    std::size_t nonZero = 0;
+    processor.hook = [&](const ComplexSignal32& spectrum) {
+        ComplexSignal32 result(1, spectrum.length());
+        for (int b = 0; b < spectrum.length(); ++b) {
+            const Ipp32fc bin = spectrum.readData(0)[b];
+            nonZero += bin.re == 0.0F && bin.im == 0.0F ? 0 : 1;
+            result.channelData(0)[b] = denormal;
+        }
+        return Spectra{result};
+    };
+    const Channels output = stream(processor, input_, {100});
+    EXPECT_EQ(nonZero, 0U);
+    ASSERT_FALSE(output[0].empty());
+    EXPECT_EQ(std::count(output[0].begin(), output[0].end(), 0.0F),
+              static_cast<std::ptrdiff_t>(output[0].size()));
+}
+
 TEST(SpectralHookFailure, ARaisingHookLeavesQueueAndFramesAsFarAsTheyHadCome) {
     const Channels input = noise(1, 32, 22);
     HookedProcessor processor(1, {16, 16, 8});
@@ -125,6 +151,22 @@ TEST(SpectralHookFailure, SpectraOfTheWrongShapeAreRefused) {
         refuses(sizes, ComplexSignal32(3, 9));
         refuses(sizes, ComplexSignal32(1, 9));
         refuses(sizes, ComplexSignal32());
+    }
+}
+
+TEST(SpectralHookFailure, AfterAnotherChannelCountSpectraHaveNoChannels) {
+    for (const FrameSizes sizes : {FrameSizes{64, 64, 32}, FrameSizes{64, 48, 16}}) {
+        HookedProcessor processor(2, sizes);
+        std::vector<int> lengths;
+        processor.hook = [&](const ComplexSignal32& spectrum) {
+            EXPECT_EQ(spectrum.channels(), 0);
+            lengths.push_back(spectrum.length());
+            return Spectra{};
+        };
+        EXPECT_EQ(processor.process(Signal32(1, sizes.window, 0.5F)).length(), 0);
+        // A frame that is not padded is the empty handle, one that is has the transform's length.
+        const int bins = sizes.window == sizes.fft ? 1 : sizes.fft / 2 + 1;
+        EXPECT_EQ(lengths, std::vector<int>{bins});
     }
 }
 
