@@ -1,4 +1,10 @@
+#include <cstddef>
+#include <stdexcept>
+#include <utility>
+#include <vector>
+
 #include "foundation/vector/CheckedCall.h"
+#include "restoration/BusRows.h"
 #include "restoration/ChannelMatching.h"
 #include "restoration/MaskShaping.h"
 #include "restoration/VorunProcessor.h"
@@ -10,6 +16,9 @@ namespace {
 /** Channels first, first + 1 ... of a spectrum as a signal of their own. */
 ComplexSignal32 channelGroup(const ComplexSignal32& spectrum, std::int32_t first,
                              std::int32_t channels) {
+    if (first == 0 && channels == spectrum.channels()) {
+        return spectrum;
+    }
     ComplexSignal32 group(channels, spectrum.length());
     for (std::int32_t channel = 0; channel < channels; ++channel) {
         copySamples(spectrum.readData(first + channel), group.channelData(channel),
@@ -18,27 +27,42 @@ ComplexSignal32 channelGroup(const ComplexSignal32& spectrum, std::int32_t first
     return group;
 }
 
-ComplexSignal32 ones(std::int32_t channels, std::int32_t bins) {
-    ComplexSignal32 one(channels, bins);
+/** Mixing walks plain rows, which no signal guards. */
+void requireOneShape(const std::vector<ComplexSignal32>& buses, const ComplexSignal32& dry) {
+    if (buses.empty()) {
+        throw std::runtime_error("a mix needs a bus");
+    }
+    for (const ComplexSignal32& bus : buses) {
+        if (bus.length() != dry.length() || bus.channels() != buses.front().channels()) {
+            throw std::runtime_error("buses of one frame have different shapes");
+        }
+    }
+}
+
+std::vector<BusRow> rowsOf(const std::vector<ComplexSignal32>& buses,
+                           const std::vector<BusLevel>& levels, std::int32_t channel) {
+    std::vector<BusRow> rows;
+    rows.reserve(buses.size());
+    for (std::size_t i = 0; i < buses.size(); ++i) {
+        rows.push_back({buses[i].readData(channel), levels[i]});
+    }
+    return rows;
+}
+
+/** The frame times a mask of as many channels or of one for all. */
+ComplexSignal32 masked(const ComplexSignal32& frame, ComplexSignal32 mask, std::int32_t channels) {
+    if (mask.channels() == channels) {
+        mask.multiplyBy(frame);
+        return mask;
+    }
+    ComplexSignal32 product(channels, mask.length());
     for (std::int32_t channel = 0; channel < channels; ++channel) {
-        checkedCall(bins, [&] {
-            return ippsSet_32fc({1.0f, 0.0f}, one.channelData(channel), bins);
+        checkedCall(mask.length(), [&] {
+            return ippsMul_32fc(mask.readData(0), frame.readData(channel),
+                                product.channelData(channel), mask.length());
         });
     }
-    return one;
-}
-
-/** Adds, or takes the first of a sum as it is. */
-void accumulate(ComplexSignal32& sum, const ComplexSignal32& term) {
-    if (!sum.hasBuffer() || sum.length() == 0) {
-        sum = term;
-    } else {
-        sum.add(term);
-    }
-}
-
-Ipp32fc realFactor(float gain) {
-    return {gain, 0.0f};
+    return product;
 }
 
 }  // namespace
@@ -55,51 +79,53 @@ void VorunProcessor::enqueueOutputs(std::int32_t& frameCounter, std::int32_t cou
     frameCounter += count;
 }
 
-/*
- * With D the dry frame, M(i) the buses, S() the shaping by sensitivity and g the gains, q the
- * residual's index:
- *
- *     mask mode      D x (sum of g(i) S(M(i)) + g(q) S(1 - sum of S(M(i))))
- *     spectrum mode  sum of g(i) M(i) + g(q) (D - sum of M(i))
- *
- * The residual is formed before the gains, so that turning a stem down does not move it there.
- */
 ComplexSignal32 VorunProcessor::mixFrame() {
-    ComplexSignal32 sum;
-    ComplexSignal32 mix;
-    for (std::size_t i = 0; i < busQueues_.size(); ++i) {
-        const ComplexSignal32 bus = shapeForMix(busQueues_[i].front(), i);
-        accumulate(sum, bus);
-        accumulate(mix, bus.scaled(realFactor(getBusGain(static_cast<std::int32_t>(i)))));
-        busQueues_[i].pop_front();
+    const std::vector<BusLevel> levels = readLevels();
+    const std::vector<ComplexSignal32> buses = takeBuses();
+    const ComplexSignal32& dry = dryQueue_.front();
+    requireOneShape(buses, dry);
+    ComplexSignal32 mix(buses.front().channels(), dry.length());
+    for (std::int32_t channel = 0; channel < mix.channels(); ++channel) {
+        const std::vector<BusRow> rows = rowsOf(buses, levels, channel);
+        if (isMaskMode()) {
+            mixMasks(rows, levels.back(), mix.channelData(channel), mix.length());
+        } else {
+            mixSpectra(rows, levels.back(), dry.readData(channel), mix.channelData(channel),
+                       mix.length());
+        }
     }
-    ComplexSignal32 residual = residualOf(sum);
-    residual.scaleBy(realFactor(getBusGain(getOutputBusCount(false))));
-    accumulate(mix, residual);
     if (isMaskMode()) {
-        mix.multiplyBy(dryQueue_.front());
+        mix = masked(dry, std::move(mix), hostChannels());
     }
     dryQueue_.pop_front();
     return mix;
 }
 
-ComplexSignal32 VorunProcessor::shapeForMix(const ComplexSignal32& bus, std::size_t index) const {
-    const auto hostChannels = static_cast<std::int32_t>(outputLayout.speakerIds.size());
-    ComplexSignal32 matched = matchChannels(bus, hostChannels);
-    if (!isMaskMode()) {
-        return matched;
+/** The live values of this frame, the residual's last. */
+std::vector<BusLevel> VorunProcessor::readLevels() const {
+    std::vector<BusLevel> levels;
+    const std::int32_t residual = getOutputBusCount(false);
+    levels.reserve(static_cast<std::size_t>(residual) + 1);
+    for (std::int32_t i = 0; i <= residual; ++i) {
+        levels.push_back({getBusGain(i), maskExponent(getBusSensitivity(i))});
     }
-    return reshapeMask(matched, getBusSensitivity(static_cast<std::int32_t>(index)),
-                       {hostChannels, fftSize / 2 + 1});
+    return levels;
 }
 
-ComplexSignal32 VorunProcessor::residualOf(const ComplexSignal32& sum) const {
-    if (!isMaskMode()) {
-        return dryQueue_.front().minus(sum);
+/** The oldest entry of each queue: spectra at the host's channels, masks before they are spread. */
+std::vector<ComplexSignal32> VorunProcessor::takeBuses() {
+    const auto match = isMaskMode() ? distinctChannels : matchChannels;
+    std::vector<ComplexSignal32> buses;
+    buses.reserve(busQueues_.size());
+    for (FrameQueue& queue : busQueues_) {
+        buses.push_back(match(queue.front(), hostChannels()));
+        queue.pop_front();
     }
-    const ComplexSignal32 complement = ones(sum.channels(), sum.length()).minus(sum);
-    return reshapeMask(complement, getBusSensitivity(getOutputBusCount(false)),
-                       {sum.channels(), fftSize / 2 + 1});
+    return buses;
+}
+
+std::int32_t VorunProcessor::hostChannels() const {
+    return static_cast<std::int32_t>(outputLayout.speakerIds.size());
 }
 
 bool VorunProcessor::isMaskMode() const {

@@ -13,6 +13,12 @@ namespace vorun {
  */
 ComplexSignal32 matchChannels(const ComplexSignal32& signal, std::int32_t channels);
 
+/**
+ * What matchChannels() spreads: the signal itself at an equal count, otherwise the one channel that
+ * all others would be copies of. What is done to each channel alike costs less before the copies.
+ */
+ComplexSignal32 distinctChannels(const ComplexSignal32& signal, std::int32_t channels);
+
 /** One channel: channels 0, 1, 2 ... added in that order, then scaled by the float 1 / channels. */
 ComplexSignal32 averageChannels(const ComplexSignal32& signal);
 

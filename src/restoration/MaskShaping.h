@@ -29,4 +29,11 @@ float maskExponent(float sensitivity);
  */
 ComplexSignal32 reshapeMask(const ComplexSignal32& mask, float sensitivity, MaskExtent extent);
 
+/**
+ * reshapeMask() for bins of one channel, in one pass: `shaped` takes the result and may be `mask`.
+ *
+ * @param exponent of maskExponent(); 1 makes the polar round trip alone.
+ */
+void reshapeRow(const Ipp32fc* mask, Ipp32fc* shaped, std::int32_t bins, float exponent);
+
 }  // namespace vorun

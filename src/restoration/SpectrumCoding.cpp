@@ -1,63 +1,118 @@
 #include "restoration/SpectrumCoding.h"
 
 #include <algorithm>
-#include <cmath>
+#include <array>
 #include <cstddef>
 #include <stdexcept>
 
 #include "foundation/DenormalGuard.h"
 #include "foundation/vector/CheckedCall.h"
 #include "foundation/vector/FusedForms.h"
+#include "restoration/BinBlocks.h"
 
 namespace vorun {
 
 namespace {
 
-/** Strided access to one channel of one frame of a tensor, in which channels lie side by side. */
+/** One channel of one frame of a tensor, row by row; the channels lie side by side. */
 template <class T>
-struct FeatureColumn {
-    T* first;
-    std::size_t channels;
+class FeatureColumn {
+  public:
+    FeatureColumn(T* first, std::size_t channels) : first_(first), channels_(channels) {}
 
-    T& operator[](std::int32_t row) const {
-        return first[static_cast<std::size_t>(row) * channels];
+    void put(float value) {
+        first_[offset_] = value;
+        offset_ += channels_;
     }
+
+    float take() {
+        const float value = first_[offset_];
+        offset_ += channels_;
+        return value;
+    }
+
+  private:
+    T* first_;
+    std::size_t channels_;
+    std::size_t offset_ = 0;
 };
 
-/** `lengths` is room for the magnitudes of the bins. */
+/** 0 for a NaN as well. */
+float positivePart(float value) {
+    return value > 0.0f ? value : 0.0f;
+}
+
+using Lengths = std::array<float, blockBins>;
+
 void codeChannel(const NeuralModel<float>& model, const Ipp32fc* bins, std::int32_t binCount,
-                 float* lengths, FeatureColumn<float> rows) {
+                 FeatureColumn<float> rows) {
     const std::int32_t complexBins = model.complexInputBins;
     for (std::int32_t b = 0; b < complexBins; ++b) {
-        rows[4 * b] = std::max(0.0f, bins[b].re);
-        rows[4 * b + 1] = std::max(0.0f, bins[b].im);
-        rows[4 * b + 2] = std::max(0.0f, -bins[b].re);
-        rows[4 * b + 3] = std::max(0.0f, -bins[b].im);
+        const Ipp32fc bin = bins[b];
+        rows.put(positivePart(bin.re));
+        rows.put(positivePart(bin.im));
+        rows.put(positivePart(-bin.re));
+        rows.put(positivePart(-bin.im));
     }
-    const std::int32_t present = std::min(binCount, model.inputBins) - complexBins;
-    checkedCall(present, [&] { return hypotRow(bins + complexBins, lengths, present); });
-    for (std::int32_t b = complexBins; b < model.inputBins; ++b) {
-        rows[3 * complexBins + b] = b < binCount ? lengths[b - complexBins] : 0.0f;
+    const std::int32_t present = std::min(binCount, model.inputBins);
+    inBlocks(present - complexBins, [&](std::int32_t first, std::int32_t count) {
+        Lengths lengths;
+        checkStatus(hypotRow(bins + complexBins + first, lengths.data(), count));
+        for (std::int32_t i = 0; i < count; ++i) {
+            rows.put(lengths[static_cast<std::size_t>(i)]);
+        }
+    });
+    for (std::int32_t b = present; b < model.inputBins; ++b) {
+        rows.put(0.0f);
     }
+}
+
+/** A one-pole smoother along frequency over magnitudes, from 0 on. */
+float nextLevel(float level, float magnitude) {
+    return magnitude * 0.02f + level * 0.98f;
+}
+
+float levelAbove(const Ipp32fc* bins, std::int32_t binCount) {
+    float level = 0.0f;
+    inBlocks(binCount, [&](std::int32_t first, std::int32_t count) {
+        Lengths lengths;
+        checkStatus(hypotRow(bins + first, lengths.data(), count));
+        for (std::int32_t i = 0; i < count; ++i) {
+            level = nextLevel(level, lengths[static_cast<std::size_t>(i)]);
+        }
+    });
+    return level;
+}
+
+/** Each of these bins takes the level and feeds it. Once that leaves it as it is, it stays so. */
+void fillTail(Ipp32fc* bins, std::int32_t binCount, float level) {
+    std::int32_t b = 0;
+    for (bool moves = true; moves && b < binCount; ++b) {
+        bins[b] = {level, 0.0f};
+        const float next = nextLevel(level, level);
+        moves = next != level;
+        level = next;
+    }
+    std::fill(bins + b, bins + binCount, Ipp32fc{level, 0.0f});
 }
 
 void decodeChannel(const NeuralModel<float>& model, FeatureColumn<const float> rows, Ipp32fc* bins,
                    std::int32_t binCount) {
     const std::int32_t complexBins = model.complexInputBins;
-    // Only bins above those of the network take the running level of those below.
-    const bool needsLevel = model.enabled && model.inputBins < binCount;
-    float level = 0.0f;
-    for (std::int32_t b = 0; b < binCount; ++b) {
-        Ipp32fc value{level, 0.0f};
-        if (b < complexBins) {
-            value = {rows[4 * b] - rows[4 * b + 2], rows[4 * b + 1] - rows[4 * b + 3]};
-        } else if (b < model.inputBins) {
-            value.re = rows[3 * complexBins + b];
-        }
-        if (needsLevel) {
-            level = std::hypot(value.re, value.im) * 0.02f + level * 0.98f;
-        }
-        bins[b] = value;
+    for (std::int32_t b = 0; b < complexBins; ++b) {
+        const float re = rows.take();
+        const float im = rows.take();
+        const float minusRe = rows.take();
+        const float minusIm = rows.take();
+        bins[b] = {re - minusRe, im - minusIm};
+    }
+    const std::int32_t covered = std::min(model.inputBins, binCount);
+    for (std::int32_t b = complexBins; b < covered; ++b) {
+        bins[b] = {rows.take(), 0.0f};
+    }
+    if (covered < binCount) {
+        const float level = model.enabled ? levelAbove(bins, covered) : 0.0f;
+        fillTail(bins + covered, binCount - covered, level);
     }
 }
 
@@ -118,10 +173,9 @@ Tensor<float> spectrumToTensor(const NeuralModel<float>& model,
         return tensor;
     }
     float* target = requireBlock(tensor.data());
-    std::vector<float> lengths(static_cast<std::size_t>(bins));
     for (const ComplexSignal32& frame : frames) {
         for (std::int32_t channel = 0; channel < channels; ++channel) {
-            codeChannel(model, frame.readData(channel), bins, lengths.data(),
+            codeChannel(model, frame.readData(channel), bins,
                         {target + channel, static_cast<std::size_t>(channels)});
         }
         target += static_cast<std::size_t>(rows) * static_cast<std::size_t>(channels);

@@ -14,6 +14,7 @@
 #include "audio/RealFft.h"
 #include "foundation/ThreadPool.h"
 #include "neural/NeuralModel.h"
+#include "restoration/BusRows.h"
 #include "restoration/BusValues.h"
 #include "restoration/FrameSizes.h"
 
@@ -121,8 +122,9 @@ class VorunProcessor final : public BaseSpectralProcessor {
     void enqueueOutputs(std::int32_t& frameCounter, std::int32_t count,
                         const ModelOutputs& outputs);
     ComplexSignal32 mixFrame();
-    ComplexSignal32 shapeForMix(const ComplexSignal32& bus, std::size_t index) const;
-    ComplexSignal32 residualOf(const ComplexSignal32& sum) const;
+    std::vector<BusLevel> readLevels() const;
+    std::vector<ComplexSignal32> takeBuses();
+    std::int32_t hostChannels() const;
     bool isMaskMode() const;
 
     BusValues busSensitivity_{0.0f};

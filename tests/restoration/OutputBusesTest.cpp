@@ -1,6 +1,7 @@
 #include <cstdint>
 #include <gtest/gtest.h>
 #include <limits>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -158,6 +159,16 @@ TEST_F(OutputBuses, ModelWithoutMasksIsRefused) {
             second, {modelNamed({"A", "B"}), folder.save(writer::ModelWriter(header))}))
             << maskCount;
     }
+}
+
+TEST_F(OutputBuses, AFrameForAModelWithoutMasksIsRefused) {
+    writer::ModelHeader header = smallHeader(1, 1, 0);
+    header.maskCount = 0;
+    ASSERT_TRUE(
+        processor.loadModels({folder.save(test::convModel(header, test::channelMix({{1.0f}})))}));
+    EXPECT_EQ(processor.getOutputBusCount(false), 0);
+    const ComplexSignal32 frame = test::randomSpectrum(1, test::smallBins, 1);
+    EXPECT_THROW(processor.processSpectrum(frame), std::runtime_error);
 }
 
 }  // namespace

@@ -1,7 +1,9 @@
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <gtest/gtest.h>
 #include <limits>
+#include <random>
 #include <vector>
 
 #include "restoration/SpectrumCoding.h"
@@ -81,6 +83,54 @@ TEST(TailFill, LevelStartsAfreshInEachChannelAndFrame) {
     EXPECT_EQ(spectra[0].readData(1)[1].re, 10.0f * 0.02f);
     EXPECT_EQ(spectra[1].readData(0)[1].re, 100.0f * 0.02f);
     EXPECT_EQ(spectra[1].readData(1)[1].re, 1000.0f * 0.02f);
+}
+
+TEST(TailFill, LevelTakesTheSameStepsOverEveryBinOfTheTail) {
+    std::mt19937 generator(6);
+    std::uniform_real_distribution<float> part(-2.0f, 2.0f);
+    for (const float scale : {1.0f, 1e-20f, 1e-42f, 1e19f}) {
+        for (const std::int32_t complexBins : {0, 3, 210}) {
+            constexpr std::int32_t modelBins = 300;
+            constexpr std::int32_t hostBins = 1025;
+            ComplexSignal32 frame(1, hostBins);
+            for (std::int32_t b = 0; b < hostBins; ++b) {
+                frame.channelData(0)[b] = {scale * part(generator), scale * part(generator)};
+            }
+            const NeuralModel<float> model = passThrough(modelBins, complexBins);
+            const auto spectra = tensorToSpectra(model, spectrumToTensor(model, {frame}), hostBins);
+            const Ipp32fc* bins = spectra.at(0).readData(0);
+            float level = 0.0f;
+            for (std::int32_t b = 0; b < hostBins; ++b) {
+                if (b >= modelBins) {
+                    ASSERT_EQ(bins[b].re, level) << b;
+                    ASSERT_EQ(bins[b].im, 0.0f) << b;
+                }
+                level = std::hypot(bins[b].re, bins[b].im) * 0.02f + level * 0.98f;
+            }
+        }
+    }
+}
+
+TEST(TailFill, LevelThatCreepsUpwardIsFollowedUntilItStays) {
+    constexpr std::int32_t hostBins = 40;
+    int longest = 0;
+    float magnitude = 99.998f;
+    for (int i = 0; i < 1000; ++i, magnitude = std::nextafter(magnitude, 200.0f)) {
+        const auto spectra =
+            tensorToSpectra(passThrough(1, 0), tensorOf({1, 1, 1}, {magnitude}), hostBins);
+        const Ipp32fc* bins = spectra.at(0).readData(0);
+        float level = magnitude * 0.02f;
+        int steps = 0;
+        for (std::int32_t b = 1; b < hostBins; ++b) {
+            ASSERT_EQ(bins[b].re, level) << magnitude << ", bin " << b;
+            const float next = level * 0.02f + level * 0.98f;
+            steps += next == level ? 0 : 1;
+            level = next;
+        }
+        longest = std::max(longest, steps);
+    }
+    // Rounding moves some levels for many bins; without any of those this would show nothing.
+    EXPECT_GE(longest, 10);
 }
 
 TEST(TailFill, SwitchedOffClearsTheBins) {
