@@ -1,5 +1,6 @@
 #include "api/HostBlocks.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <stdexcept>
 
@@ -20,6 +21,35 @@ void requireHostBuffer(const void* samples) {
 void requireShape(const Signal32& block, std::int32_t numChannels, std::int32_t numSamples) {
     if (block.channels() < numChannels || block.length() < numSamples) {
         throw std::runtime_error("block is smaller than the host's buffer");
+    }
+}
+
+/**
+ * Calls move(channel, first, count) for stretches of each channel in turn, so short that the
+ * interleaved samples of all channels stay in the first-level cache until the last one is done.
+ */
+template <class Move>
+void inStretches(std::int32_t numChannels, std::int32_t numSamples, Move&& move) {
+    constexpr std::int32_t samplesAtOnce = 4096;
+    const std::int32_t longest = std::max(samplesAtOnce / numChannels, 16);
+    for (std::int32_t first = 0; first < numSamples;) {
+        const std::int32_t count = std::min(longest, numSamples - first);
+        for (std::int32_t channel = 0; channel < numChannels; ++channel) {
+            move(channel, first, count);
+        }
+        first += count;
+    }
+}
+
+void gather(const float* source, std::ptrdiff_t stride, float* target, std::int32_t count) {
+    for (std::int32_t i = 0; i < count; ++i) {
+        target[i] = source[i * stride];
+    }
+}
+
+void scatter(const float* source, float* target, std::ptrdiff_t stride, std::int32_t count) {
+    for (std::int32_t i = 0; i < count; ++i) {
+        target[i * stride] = source[i];
     }
 }
 
@@ -51,28 +81,25 @@ Signal32 fromInterleaved(const float* samples, std::int32_t numChannels, std::in
         return block;
     }
     requireHostBuffer(samples);
-    float* const* channels = block.channelPointers();
-    for (std::int32_t i = 0; i < numSamples; ++i) {
-        for (std::int32_t channel = 0; channel < numChannels; ++channel) {
-            channels[channel][i] = *samples++;
-        }
-    }
+    const std::ptrdiff_t stride = numChannels;
+    inStretches(numChannels, numSamples, [&](auto channel, auto first, auto count) {
+        gather(samples + first * stride + channel, stride, block.channelData(channel) + first,
+               count);
+    });
     return block;
 }
 
-void toInterleaved(Signal32 block, float* samples, std::int32_t numChannels,
+void toInterleaved(const Signal32& block, float* samples, std::int32_t numChannels,
                    std::int32_t numSamples) {
     if (numSamples <= 0 || numChannels <= 0) {
         return;
     }
     requireShape(block, numChannels, numSamples);
     requireHostBuffer(samples);
-    float* const* channels = block.channelPointers();
-    for (std::int32_t i = 0; i < numSamples; ++i) {
-        for (std::int32_t channel = 0; channel < numChannels; ++channel) {
-            *samples++ = channels[channel][i];
-        }
-    }
+    const std::ptrdiff_t stride = numChannels;
+    inStretches(numChannels, numSamples, [&](auto channel, auto first, auto count) {
+        scatter(block.readData(channel) + first, samples + first * stride + channel, stride, count);
+    });
 }
 
 }  // namespace vorun

@@ -22,8 +22,8 @@ void toPlanar(const Signal32& block, float* const* channels, std::int32_t numCha
 
 Signal32 fromInterleaved(const float* samples, std::int32_t numChannels, std::int32_t numSamples);
 
-/** Undoes fromInterleaved(). Takes the block over, so that reading it makes no copy. */
-void toInterleaved(Signal32 block, float* samples, std::int32_t numChannels,
+/** Undoes fromInterleaved(). Throws as toPlanar() does. */
+void toInterleaved(const Signal32& block, float* samples, std::int32_t numChannels,
                    std::int32_t numSamples);
 
 }  // namespace vorun

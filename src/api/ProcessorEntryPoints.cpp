@@ -2,7 +2,6 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "api/HostBlocks.h"
@@ -62,7 +61,7 @@ bool vorunGetAudioInterleaved(ProcessorHandle processor, float* samples, int32_t
     if (!processor->getAudio(numSamples, block)) {
         return false;
     }
-    vorun::toInterleaved(std::move(block), samples, processor->numOutputChannels, numSamples);
+    vorun::toInterleaved(block, samples, processor->numOutputChannels, numSamples);
     return true;
 }
 

@@ -1,3 +1,5 @@
+#include <algorithm>
+#include <cstddef>
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
@@ -128,6 +130,44 @@ TEST(MixedLayouts, PlanarAndInterleavedCallsContinueOneStream) {
         append(output, processor.pullAll(odd ? Layout::interleaved : Layout::planar));
     }
     EXPECT_TRUE(sameBits(output, expected));
+}
+
+TEST(MixedLayouts, EveryChannelCountGivesThePlanarSamplesInterleaved) {
+    const TemporaryModel file(constantMasks(frameHeader(32, 32, 16), {0.5F}));
+    for (const int channels : {1, 2, 3, 5, 7, 8, 11, 33}) {
+        SCOPED_TRACE(channels);
+        ApiProcessor twin(file.path(), channels, 48000.0);
+        ApiProcessor processor(file.path(), channels, 48000.0);
+        const Planar input = whiteNoise(channels, 5100, 8);
+        Planar expected;
+        Planar output;
+        int begin = 0;
+        for (const int count : {1, 63, 64, 65, 127, 3, 129, 2, 146, 4500}) {
+            twin.push(input, begin, count, Layout::planar);
+            append(expected, twin.pullAll(Layout::planar));
+            processor.push(input, begin, count, Layout::interleaved);
+            append(output, processor.pullAll(Layout::interleaved));
+            begin += count;
+        }
+        ASSERT_EQ(begin, 5100);
+        EXPECT_TRUE(sameBits(output, expected));
+        EXPECT_TRUE(isNear(output, widened(head(input, lengthOf(output))), 2e-6));
+    }
+}
+
+TEST(MixedLayouts, AnInterleavedPullWritesNothingBehindItsSamples) {
+    const TemporaryModel file(constantMasks(frameHeader(32, 32, 16), {0.5F}));
+    for (const int channels : {1, 3, 33}) {
+        for (const int count : {1, 64, 65, 150}) {
+            ApiProcessor processor(file.path(), channels, 48000.0);
+            processor.push(whiteNoise(channels, 200, 8));
+            std::vector<float> samples(static_cast<std::size_t>(channels * count + 40), 77.0F);
+            ASSERT_TRUE(vorunGetAudioInterleaved(processor.handle(), samples.data(), count));
+            const auto behind = samples.begin() + channels * count;
+            EXPECT_EQ(std::count(samples.begin(), behind, 77.0F), 0);
+            EXPECT_EQ(std::count(behind, samples.end(), 77.0F), 40);
+        }
+    }
 }
 
 TEST(TwoProcessors, OfOneFileDoNotShareState) {
