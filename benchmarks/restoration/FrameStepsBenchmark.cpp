@@ -1,11 +1,12 @@
+#include <algorithm>
 #include <benchmark/benchmark.h>
+#include <cmath>
 #include <cstdint>
 #include <vector>
 
 #include "BenchmarkFrames.h"
 #include "restoration/ChannelMatching.h"
 #include "restoration/MaskShaping.h"
-#include "restoration/PolarForm.h"
 #include "restoration/SpectrumCoding.h"
 
 /*
@@ -63,14 +64,21 @@ void ReshapeMask(benchmark::State& state) {
 }
 BENCHMARK(ReshapeMask)->ArgNames({"level", "sensitivity"})->ArgsProduct({{0, -40}, {-50, 0, 50}});
 
-void PolarRoundTrip(benchmark::State& state) {
-    const ComplexSignal32 signal = randomSpectrum(1.0f);
+void ReshapePositiveMask(benchmark::State& state) {
+    ComplexSignal32 mask = randomSpectrum(1.0f);
+    for (std::int32_t c = 0; c < channels; ++c) {
+        Ipp32fc* row = mask.channelData(c);
+        std::transform(row, row + bins, row, [](Ipp32fc bin) {
+            return Ipp32fc{std::abs(bin.re), 0.0f};
+        });
+    }
+    const auto sensitivity = static_cast<float>(state.range(0));
     for (auto _ : state) {
-        benchmark::DoNotOptimize(fromPolar(magnitudeOf(signal), phaseOf(signal)));
+        benchmark::DoNotOptimize(reshapeMask(mask, sensitivity, {channels, bins}));
     }
     countBins(state);
 }
-BENCHMARK(PolarRoundTrip);
+BENCHMARK(ReshapePositiveMask)->ArgName("sensitivity")->Arg(-50)->Arg(0)->Arg(50);
 
 void MatchChannels(benchmark::State& state) {
     const ComplexSignal32 signal = randomSpectrum(1.0f);
