@@ -48,6 +48,8 @@ struct Flow {
     double multiplyAdds = 0.0;
     /** Values kept from frame to frame. */
     std::int64_t historyValues = 0;
+    /** Sums that wait for later frames, in a tensor beside the history. */
+    std::int64_t waitingSums = 0;
     /** Values of the output and of scratch of its kind, while single frames go in. */
     std::int64_t outputValues = 0;
     /** Weights that the layer keeps a second time, arranged for its frame path. */

@@ -116,6 +116,7 @@ class Walk {
         graph_.multiplyAdds += layer.multiplyAdds;
         graph_.weightBytes += valueBytes * static_cast<double>(flow.arrangedValues);
         graph_.historyBytes += valueBytes * static_cast<double>(flow.historyValues);
+        graph_.historyBytes += valueBytes * static_cast<double>(flow.waitingSums);
         graph_.outputBytes += valueBytes * static_cast<double>(flow.outputValues);
     }
 

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <memory>
 #include <stdexcept>
+#include <string>
 #include <vector>
 
 #include "inspect/InspectTools.h"
@@ -25,7 +26,6 @@ using FloatTensor = Tensor<float>;
 
 constexpr std::int16_t rows = 4;
 constexpr std::int8_t channels = 2;
-constexpr std::int64_t frameBytes = std::int64_t{rows} * channels * 4;
 
 std::unique_ptr<Model> loaded(const ModelWriter& file) {
     auto model = std::make_unique<Model>();
@@ -37,8 +37,8 @@ std::unique_ptr<Model> loaded(const ModelWriter& file) {
 }
 
 /** Runs one frame of ones, and gives what comes out. */
-FloatTensor step(Model& model) {
-    FloatTensor input({1, rows, channels});
+FloatTensor step(Model& model, std::int32_t height = rows) {
+    FloatTensor input({1, height, channels});
     std::fill_n(input.data(), input.volume(), 1.0F);
     model.input->AddTensor(input, nullptr);
     return model.output->TakeResult();
@@ -102,19 +102,67 @@ std::vector<ModelWriter> singleLayers() {
     return files;
 }
 
+/** A model of `height` rows until its first frame has come out. */
+void expectMemoryAsTold(const ModelWriter& file, std::int32_t height) {
+    const inspect::FileContents contents = decoded(file.bytes());
+    const GraphFlow graph = followGraph(contents);
+    const std::uint64_t before = allocated();
+    const auto model = loaded(file);
+    const FloatTensor result = step(*model, height);
+    // What goes in, and the copy that comes out, are the caller's.
+    const std::int64_t callers = (std::int64_t{height} * channels + result.volume()) * 4;
+    EXPECT_EQ(
+        static_cast<double>(allocated() - before),
+        graph.weightBytes + graph.historyBytes + graph.outputBytes + static_cast<double>(callers))
+        << "type " << contents.layers[0].type;
+    // Nothing is left for later frames to take.
+    const std::uint64_t settled = allocated();
+    const FloatTensor next = step(*model, height);
+    EXPECT_EQ(static_cast<std::int64_t>(allocated() - settled),
+              (std::int64_t{height} * channels + next.volume()) * 4);
+}
+
 TEST(EngineAgreement, MemoryIsWhatTheEngineTakes) {
     for (const ModelWriter& file : singleLayers()) {
-        const inspect::FileContents contents = decoded(file.bytes());
-        const GraphFlow graph = followGraph(contents);
-        const std::uint64_t before = allocated();
-        const auto model = loaded(file);
-        const FloatTensor result = step(*model);
-        // What goes in, and the copy that comes out, are the caller's.
-        const std::int64_t callers = frameBytes + std::int64_t{result.volume()} * 4;
-        EXPECT_EQ(static_cast<double>(allocated() - before),
-                  graph.weightBytes + graph.historyBytes + graph.outputBytes +
-                      static_cast<double>(callers))
-            << "type " << contents.layers[0].type;
+        expectMemoryAsTold(file, rows);
+    }
+}
+
+/** Convolutions with columns where there are bins and channels for them, and without. */
+std::vector<ConvRecord> columnConvolutions(int outChannels) {
+    std::vector<ConvRecord> records(8, convOf({3, 8, channels, outChannels}));
+    records[1].timeDilation = 4;
+    records[2].timeDilation = 0;
+    records[3].timeStride = 2;
+    records[4].heightStride = 2;
+    records[5].heightStride = 3;
+    records[6] = convOf({1, 40, channels, outChannels});
+    records[6].timeDilation = 0;
+    // Of one channel each.
+    records[7] = convOf({2, 9, 1, 2 * outChannels});
+    return records;
+}
+
+/** Heights below and above that from which channels are summed by column, in every way. */
+TEST(EngineAgreement, MemoryOfColumnsIsWhatTheEngineTakes) {
+    for (const int height : {15, 16, 17, 33, 34, 67}) {
+        for (const int outChannels : {1, 4, 6, 7, 10, 11, 13, 16, 18, 28, 40}) {
+            SCOPED_TRACE(std::to_string(height) + " rows to " + std::to_string(outChannels));
+            for (const ConvRecord& record : columnConvolutions(outChannels)) {
+                ModelWriter file(headerOf(static_cast<std::int16_t>(height), channels));
+                file.addConv("x", "input", record).setOutputSource("x");
+                expectMemoryAsTold(file, height);
+            }
+            for (const std::int8_t stride : std::vector<std::int8_t>{1, 2, 3}) {
+                writer::TransposedConvRecord record =
+                    transposedOf({3, 20, outChannels, channels},
+                                 static_cast<std::int16_t>(outChannels == 1 ? 1 : 41));
+                record.heightStride = stride;
+                ModelWriter file(headerOf(static_cast<std::int16_t>(height), channels));
+                file.addTransposedConv("x", "input", record).setOutputSource("x");
+                expectMemoryAsTold(file, height);
+            }
+        }
     }
 }
 

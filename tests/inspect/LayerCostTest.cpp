@@ -48,6 +48,66 @@ TEST(LayerCost, DilationLengthensTheHistoryAlone) {
     expectFigures(flow, 6 * 3 * 2 * 4, (2 * 5 + 1) * 12, 24);
 }
 
+TEST(LayerCost, ConvolutionOfManyBinsSumsItsLastChannelsByColumn) {
+    ConvRecord record = convOf({3, 5, 2, 20});
+    record.timeDilation = 2;
+    record.heightStride = 2;
+    const Flow flow = convFlow(record, 33, 2);
+    // The 4 channels beside 16: their weights again, and sums of 5 frames of 16 bins.
+    EXPECT_EQ(flow.arrangedValues, 3 * 5 * 2 * 4);
+    EXPECT_EQ(flow.waitingSums, 5 * 4 * 16);
+    // The output; and a frame as columns of 2 x 2 values of two bins, 17 and 15 beyond them.
+    EXPECT_EQ(flow.outputValues, 16 * 20 + 2 * 2 * (17 + 15));
+    EXPECT_EQ(flow.historyValues, 5 * 33 * 2);
+}
+
+TEST(LayerCost, FewBinsOrNearlyFullRegistersHaveNoColumns) {
+    const Flow low = convFlow(convOf({1, 5, 2, 4}), 15, 2);
+    EXPECT_EQ(low.waitingSums, 0);
+    EXPECT_EQ(low.outputValues, 15 * 4);
+    const Flow full = convFlow(convOf({1, 90, 2, 13}), 16, 2);
+    EXPECT_EQ(full.arrangedValues, 0);
+    EXPECT_EQ(full.waitingSums, 0);
+    EXPECT_EQ(full.outputValues, 16 * 13);
+}
+
+TEST(LayerCost, ColumnsTakeMoreChannelsTheLongerTheRuns) {
+    // 12 channels for an endless run, 11 from 176 products on, 6 from 16, 1 from 2, none for 1.
+    struct Case {
+        std::int32_t run;
+        std::int32_t channels;
+        bool hasColumns;
+    };
+    for (const Case& expected :
+         {Case{1, 1, false}, Case{2, 1, true}, Case{15, 6, false}, Case{16, 6, true},
+          Case{175, 11, false}, Case{176, 11, true}, Case{500, 12, false}, Case{500, 16, false}}) {
+        const Flow flow = convFlow(convOf({1, expected.run, 1, expected.channels}), 16, 1);
+        EXPECT_EQ(flow.arrangedValues, expected.hasColumns ? expected.run * expected.channels : 0);
+        EXPECT_EQ(flow.waitingSums, expected.hasColumns ? 16 * expected.channels : 0);
+    }
+}
+
+TEST(LayerCost, SumsThatNoTensorCanHoldAreLeftOut) {
+    ConvRecord record = convOf({127, 12, 1, 5});
+    record.timeDilation = 127;
+    const Flow flow = convFlow(record, 32767, 1);
+    // 16003 x 32767 values fit into a history, but not 5 times as many.
+    EXPECT_EQ(flow.historyValues, 16003 * 32767);
+    EXPECT_EQ(flow.waitingSums, 0);
+    EXPECT_EQ(flow.outputValues, 5 * 32767);
+}
+
+TEST(LayerCost, ATimeStrideOrNoDilationLeavesNoColumns) {
+    ConvRecord record = convOf({2, 5, 2, 4});
+    record.timeStride = 2;
+    EXPECT_EQ(convFlow(record, 16, 2).arrangedValues, 0);
+    EXPECT_EQ(convFlow(record, 16, 2).waitingSums, 0);
+    record.timeStride = 1;
+    record.timeDilation = 0;
+    EXPECT_EQ(convFlow(record, 16, 2).arrangedValues, 0);
+    EXPECT_EQ(convFlow(record, 16, 2).waitingSums, 0);
+}
+
 TEST(LayerCost, StridesOfAConvolutionSaveFramesAndBins) {
     ConvRecord record = convOf({1, 4, 2, 3});
     record.timeStride = 2;
@@ -90,6 +150,16 @@ TEST(LayerCost, TransposedConvolutionGivesMoreFramesAndBins) {
     expectFigures(flow, 10 * 3 * 5 * 2, (3 + 1) * 30, 30 + 6);
     // The kernel a second time, arranged for the output bins.
     EXPECT_EQ(flow.arrangedValues, 3 * 4 * 5 * 2);
+}
+
+TEST(LayerCost, TransposedConvolutionOfManyBinsTurnsItsFrameRound) {
+    TransposedConvRecord record = transposedOf({3, 4, 2, 4}, 2);
+    record.heightStride = 2;
+    const Flow flow = flowOf(ModelWriter(headerOf(16, 4)).addTransposedConv("t", "input", record));
+    // The output, the copied input, and the same as columns with 15 values beyond each.
+    EXPECT_EQ(flow.outputValues, 32 * 2 + 16 * 4 + 4 * (16 + 15));
+    EXPECT_EQ(flow.arrangedValues, 3 * 4 * 2 * 4);
+    EXPECT_EQ(flow.waitingSums, 0);
 }
 
 TEST(LayerCost, TransposedConvolutionOfLongStridesHasALongRing) {

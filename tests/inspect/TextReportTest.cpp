@@ -44,7 +44,8 @@ TEST(TextReport, TellsAllOfASmallModel) {
     // Before the layers stand 74 bytes, less four for the shorter name of the output's source.
     const std::string size = std::to_string(smallModel().bytes().size());
     // mean: 10 taps inside 4 bins, 2 frames, 2 channels. mask: 4 bins, 2 channels. 2000 frames/s.
-    // Memory: 12 + 2 + 2 weights; a history of 2 x 4 and one of 8 values; 8 + 8 + 4 outputs.
+    // Memory: 12 + 2 + 2 weights, the mask's twice; a history of 2 x 4 and one of 8 values; 8 + 8 +
+    // 4 outputs.
     EXPECT_EQ(
         reportOf(smallModel()),
         "model        m.vorun\n"
@@ -59,7 +60,7 @@ TEST(TextReport, TellsAllOfASmallModel) {
             "framing      transform 8, window 8 (1.0 ms), hop 4 (0.5 ms), symmetric windows\n"
             "latency      12 samples, 1.5 ms: 2 hops of framing, 1 frame of look-ahead\n"
             "cost         48 multiply-adds a frame, 96.0 thousand a second\n"
-            "memory       64 bytes of weights, 64 bytes of histories, 80 bytes of outputs\n"
+            "memory       72 bytes of weights, 64 bytes of histories, 80 bytes of outputs\n"
             "layers       3, and the output gets 4 x 1 from mask\n"
             "\n"
             "  #  layer  type       from   output  multiply-adds                      values  "

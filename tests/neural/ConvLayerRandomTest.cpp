@@ -16,8 +16,8 @@ using test::BoundedSum;
 using test::Dice;
 using test::evaluate;
 using test::FloatTensor;
-using test::loadedModel;
-using test::makeTensor;
+using test::framesOf;
+using test::modelOf;
 using test::NaiveConvolution;
 using test::naiveOutput;
 
@@ -43,28 +43,6 @@ NaiveConvolution randomConvolution(Dice& dice) {
     }
     conv.stream = dice.values(dice.roll(8, 20) * conv.height * conv.channels);
     return conv;
-}
-
-NeuralModel<float> modelOf(const NaiveConvolution& conv) {
-    writer::ConvRecord record;
-    record.weights = {{conv.kernelFrames, conv.kernelHeight, conv.kernelIn, conv.kernelOut},
-                      conv.weights};
-    if (!conv.bias.empty()) {
-        record.bias = {{conv.kernelOut}, conv.bias};
-    }
-    record.timeStride = static_cast<std::int8_t>(conv.timeStride);
-    record.heightStride = static_cast<std::int8_t>(conv.heightStride);
-    record.timeDilation = static_cast<std::int8_t>(conv.timeDilation);
-    record.lookahead = static_cast<std::int8_t>(conv.lookahead);
-    writer::ModelWriter file;
-    file.addConv("conv", "input", record).setOutputSource("conv");
-    return loadedModel(file);
-}
-
-FloatTensor framesOf(const NaiveConvolution& conv, std::int32_t first, std::int32_t count) {
-    const std::int32_t frameVolume = conv.height * conv.channels;
-    const auto begin = conv.stream.begin() + first * frameVolume;
-    return makeTensor({count, conv.height, conv.channels}, {begin, begin + count * frameVolume});
 }
 
 /** Compares `result` with the frames that input frames `first` to `first + count - 1` give. */

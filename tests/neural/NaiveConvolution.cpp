@@ -36,6 +36,28 @@ bool NaiveConvolution::givesOutput(std::int32_t t) const {
     return t >= lookahead && (t - lookahead) % timeStride == 0;
 }
 
+NeuralModel<float> modelOf(const NaiveConvolution& conv) {
+    writer::ConvRecord record;
+    record.weights = {{conv.kernelFrames, conv.kernelHeight, conv.kernelIn, conv.kernelOut},
+                      conv.weights};
+    if (!conv.bias.empty()) {
+        record.bias = {{conv.kernelOut}, conv.bias};
+    }
+    record.timeStride = static_cast<std::int8_t>(conv.timeStride);
+    record.heightStride = static_cast<std::int8_t>(conv.heightStride);
+    record.timeDilation = static_cast<std::int8_t>(conv.timeDilation);
+    record.lookahead = static_cast<std::int8_t>(conv.lookahead);
+    writer::ModelWriter file;
+    file.addConv("conv", "input", record).setOutputSource("conv");
+    return loadedModel(file);
+}
+
+FloatTensor framesOf(const NaiveConvolution& conv, std::int32_t first, std::int32_t count) {
+    const std::int32_t frameVolume = conv.height * conv.channels;
+    const auto begin = conv.stream.begin() + first * frameVolume;
+    return makeTensor({count, conv.height, conv.channels}, {begin, begin + count * frameVolume});
+}
+
 void BoundedSum::add(double term) {
     value += term;
     magnitude += std::fabs(term);

@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "neural/GraphTools.h"
+
 namespace vorun::test {
 
 /** What a convolution is made of, and the stream that it runs over. */
@@ -30,6 +32,10 @@ struct NaiveConvolution {
     /** Whether input frame `t` gives output. */
     bool givesOutput(std::int32_t t) const;
 };
+
+/** A model of the layer "conv" alone. */
+NeuralModel<float> modelOf(const NaiveConvolution& conv);
+FloatTensor framesOf(const NaiveConvolution& conv, std::int32_t first, std::int32_t count);
 
 /** A sum in double, with the sum of the magnitudes of its terms and their number. */
 struct BoundedSum {

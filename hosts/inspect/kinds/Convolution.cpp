@@ -1,6 +1,7 @@
 #include <algorithm>
 
 #include "inspect/RecordReader.h"
+#include "inspect/kinds/Columns.h"
 #include "inspect/kinds/KernelTaps.h"
 #include "inspect/kinds/Kinds.h"
 #include "inspect/kinds/Words.h"
@@ -32,6 +33,26 @@ void checkChannels(const Kernel& kernel, std::int64_t channels, bool isDepthwise
     }
 }
 
+/** What the layer keeps for the channels that it sums by column. */
+void addColumns(const Kernel& kernel, const LayerRecord& record, const Frames& in,
+                std::int64_t historyLength, Flow& flow) {
+    const bool hasColumns = record.tensors[0].values > 0 && record.timeStride == 1 &&
+                            (kernel.frames == 1 || record.timeDilation > 0);
+    if (!hasColumns) {
+        return;
+    }
+    const std::int64_t channels =
+        columnChannels(kernel.outChannels, product({kernel.height, kernel.inChannels}));
+    flow.arrangedValues = product({kernel.frames, kernel.height, kernel.inChannels, channels});
+    const std::int64_t sums = product({historyLength, channels, flow.output.height});
+    const std::int64_t columns = columnValues(in.height, kernel.inChannels, record.heightStride);
+    if (channels > 0 && in.channels == kernel.inChannels && hasColumnsFor(flow.output.height) &&
+        std::max(sums, columns) <= mostColumnValues) {
+        flow.waitingSums = sums;
+        flow.outputValues += columns;
+    }
+}
+
 }  // namespace
 
 void readConvolution(RecordReader& reader, LayerRecord& record) {
@@ -55,6 +76,7 @@ Flow followConvolution(const LayerRecord& record, const std::vector<Frames>& inp
     flow.historyValues =
         product({historyLength, in.height, isDepthwise ? kernel.outChannels : in.channels});
     flow.outputValues = product({flow.output.height, kernel.outChannels});
+    addColumns(kernel, record, in, historyLength, flow);
     if (record.tensors[0].values > 0) {
         const double taps =
             tapsInside({flow.output.height, in.height, kernel.height, heightStride});

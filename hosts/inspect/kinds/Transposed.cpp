@@ -1,6 +1,7 @@
 #include <algorithm>
 
 #include "inspect/RecordReader.h"
+#include "inspect/kinds/Columns.h"
 #include "inspect/kinds/KernelTaps.h"
 #include "inspect/kinds/Kinds.h"
 #include "inspect/kinds/Words.h"
@@ -59,7 +60,16 @@ Flow followTransposed(const LayerRecord& record, const std::vector<Frames>& inpu
     flow.outputValues =
         product({flow.output.height, outChannels}) + product({in.height, kernel.inChannels});
     if (record.tensors[0].values > 0) {
-        flow.arrangedValues = record.tensors[0].values;
+        flow.arrangedValues =
+            product({kernel.frames, kernel.height, kernel.outChannels, kernel.inChannels});
+        const std::int64_t columns = columnValues(in.height, kernel.inChannels, 1);
+        // Of the kernel's bins, one in a stride meets the same output bin.
+        const std::int64_t met = (kernel.height - 1) / std::max<std::int64_t>(heightStride, 1) + 1;
+        const std::int64_t run = product({met, kernel.inChannels});
+        if (!isDepthwise(kernel, record) && columnChannels(kernel.outChannels, run) > 0 &&
+            hasColumnsFor(in.height) && columns <= mostColumnValues) {
+            flow.outputValues += columns;
+        }
         const double taps =
             tapsInside({in.height, flow.output.height, kernel.height, heightStride});
         flow.multiplyAdds = taps * static_cast<double>(kernel.frames) *

@@ -47,7 +47,8 @@ template <class T>
 void ColumnSums<T>::Start(std::int32_t height) {
     reach_ = {sizes_.height, sizes_.heightStride, height};
     const auto outHeight = static_cast<std::int32_t>(reach_.outHeight());
-    constexpr std::int64_t most = std::numeric_limits<std::int32_t>::max();
+    // As many as a block can hold; the ring may still fit where these sums do not.
+    constexpr std::int64_t most = std::numeric_limits<std::int32_t>::max() / sizeof(T);
     if (channels_ == 0 || ChannelsOf(outHeight) == 0 ||
         HistoryLength() > most / (std::int64_t{channels_} * outHeight) ||
         !columns_.Resize(height, sizes_.inChannels, sizes_.heightStride)) {

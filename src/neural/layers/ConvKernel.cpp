@@ -55,10 +55,11 @@ template <class T>
 void ConvKernel<T>::AddRuns(const Plane& plane) {
     const ConvReach reach = ReachIn(plane);
     IndexRange bins = reach.binsInside();
-    // The neighbours, which lack one end of the kernel, go together with those that have all of it.
+    // The neighbours lack one end of the kernel, by at most a stride: they go together with those
+    // that have all of it.
     if (!plane.depthwise && !bins.isEmpty()) {
-        bins.begin -= bins.begin > 0 && reach.lacksOnlyStart(bins.begin - 1) ? 1 : 0;
-        bins.end += bins.end < reach.outHeight() && reach.lacksOnlyEnd(bins.end) ? 1 : 0;
+        bins.begin -= bins.begin > 0 ? 1 : 0;
+        bins.end += bins.end < reach.outHeight() ? 1 : 0;
     }
     AddBinByBin(plane, {0, bins.begin});
     AddProducts(plane, {bins, {0, sizes_.height}, {0, sizes_.frames}, true});

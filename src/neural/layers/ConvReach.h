@@ -38,14 +38,6 @@ struct ConvReach {
         const std::int64_t end = room < 0 ? 0 : room / stride + 1;
         return {begin, std::clamp(end, begin, outHeight())};
     }
-    bool lacksOnlyStart(std::int64_t outBin) const {
-        const IndexRange inside = kernelBinsInside(outBin);
-        return !inside.isEmpty() && inside.end == kernelHeight;
-    }
-    bool lacksOnlyEnd(std::int64_t outBin) const {
-        const IndexRange inside = kernelBinsInside(outBin);
-        return !inside.isEmpty() && inside.begin == 0;
-    }
     IndexRange binsInside() const { return binsThatMeet({0, kernelHeight}); }
     /** Bins of the kernel that lie inside the input. */
     IndexRange kernelBinsInside(std::int64_t outBin) const {
