@@ -27,8 +27,9 @@ class AudioFormat:
 
     sample_rate    Hz; the sizes below are samples at this rate
     fft_size       a power of two
-    window_size    at most fft_size; below three hops the windows are a square-root Hann pair, from
-                   three hops on a long Hann for analysis with a short one of two hops for synthesis
+    window_size    two hops, for a pair of square-root Hann windows, or four, for a long Hann window
+                   with a short one of two hops for synthesis; the latter takes a transform of the
+                   same size. Other windows do not give the signal back in the engine
     bins           lowest bins that the network takes and gives; all if None. Bins above get about
                    the mean level of the network's highest
     complex_bins   of these, the lowest that are four rows each instead of a magnitude
@@ -52,8 +53,11 @@ class AudioFormat:
     def __post_init__(self) -> None:
         if self.fft_size < 2 or self.fft_size & (self.fft_size - 1):
             raise ValueError(f"fft_size is {self.fft_size}, which is no power of two")
-        if not 0 < 2 * self.hop_size <= self.window_size <= self.fft_size:
-            raise ValueError("windows span two hops or more, and fit into the transform")
+        pair = 0 < 2 * self.hop_size == self.window_size <= self.fft_size
+        long_and_short = 0 < 4 * self.hop_size == self.window_size == self.fft_size
+        if not pair and not long_and_short:
+            raise ValueError("a window is two hops long and fits into the transform, or is four "
+                             "hops long and fills it")
         if not 0 <= self.complex_bins <= self.network_bins <= self.all_bins:
             raise ValueError(f"there are {self.all_bins} bins, not {self.network_bins}, and no "
                              "more of them can be complex")
@@ -173,7 +177,7 @@ class AudioFormat:
     @property
     def _shift(self) -> int:
         """1 for the long and the short window, 0 for the pair of equals."""
-        return 0 if self.window_size < 3 * self.hop_size else 1
+        return 0 if self.window_size == 2 * self.hop_size else 1
 
     @cached_property
     def _windows(self) -> tuple[Tensor, Tensor]:

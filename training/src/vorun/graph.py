@@ -7,7 +7,7 @@ from fractions import Fraction
 
 from torch import nn
 
-from .layers.base import Layer, Shape
+from .layers.base import Shape
 from .layers.norms import BatchNorm, Norm
 from .layers.symbols import Node, Symbol, Trace
 
@@ -88,8 +88,7 @@ def _folds(graph: Graph, node: Node) -> bool:
     if not isinstance(node.layer, (Norm, BatchNorm)):
         return False
     feeder = node.inputs[0]
-    return (feeder is not graph.output and isinstance(feeder.layer, Layer)
-            and hasattr(feeder.layer, "folded") and graph.consumers(feeder) == [node])
+    return hasattr(feeder.layer, "folded") and graph.consumers(feeder) == [node]
 
 
 def _leading_to(output: Node, nodes: list[Node]) -> list[Node]:
