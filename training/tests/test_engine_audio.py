@@ -82,13 +82,13 @@ def test_a_recording_of_any_length_is_restored_whole(half):
 
 
 def test_interleaved_blocks_carry_the_same(library, save):
-    path = save(constant_mask(0.25))
     samples = noise(3, 3000)
-    with Processor(path, 3, library=library) as planar, Processor(path, 3, library=library) as other:
-        planar.push(samples)
-        other.push_interleaved(samples.T)
-        expected = planar.pull()
-        got = other.pull_interleaved()
+    with Processor(save(constant_mask(0.25)), 3, library=library) as processor:
+        processor.push(samples)
+        expected = processor.pull()
+        processor.reset()
+        processor.push_interleaved(samples.T)
+        got = processor.pull_interleaved()
         assert got.shape == (expected.shape[1], 3) and np.array_equal(got.T, expected)
 
 

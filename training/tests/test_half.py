@@ -1,4 +1,4 @@
-"""The 16-bit floats of model files, against the formula of the format and NumPy's half precision."""
+"""The 16-bit floats of model files, against their formula and NumPy's half precision."""
 
 import numpy as np
 import pytest

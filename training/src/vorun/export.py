@@ -66,7 +66,8 @@ def build_model(graph: Graph, header: Optional[ModelHeader] = None, *,
     for record in layers:
         for name, values in _blocks(record):
             if not np.all(np.isfinite(values.values)):
-                raise ValueError(f"{name} of layer '{record.name}' holds values that are not finite")
+                raise ValueError(f"{name} of layer '{record.name}' holds values that are not "
+                                 "finite")
     return ModelFile(header or ModelHeader(), layers, graph.output.name)
 
 

@@ -10,8 +10,8 @@ import torch
 from torch import nn
 
 from vorun.layers import (Arithmetic, BatchNorm, Concat, Conv, Dense, ELU, HardSigmoid, Layer,
-                          LeakyReLU, Norm, PreNorm, ReLU, SelfAttention, SeparableChannelConv, Shape,
-                          Sigmoid, Softplus, TransposedConv)
+                          LeakyReLU, Norm, PreNorm, ReLU, SelfAttention, SeparableChannelConv,
+                          Shape, Sigmoid, Softplus, TransposedConv)
 from vorun.model_file import Operation
 
 HIGHEST, WIDEST = 24, 8

@@ -6,10 +6,13 @@ import torch
 from torch import nn
 
 from parity import compare, frames_of
+from vorun.engine import TensorModel
+from vorun.export import build_model
+from vorun.graph import trace
 from vorun.layers import (Arithmetic, BatchNorm, Concat, Conv, Dense, DepthwiseConv, ELU,
                           HardSigmoid, LeakyReLU, Norm, PreNorm, ReLU, SelfAttention,
                           SeparableChannelConv, Sigmoid, Softplus, TransposedConv)
-from vorun.model_file import Operation
+from vorun.model_file import Operation, write_model
 
 HEIGHT, CHANNELS, FRAMES = 7, 3, 17
 
@@ -20,7 +23,8 @@ def randomised(layer: nn.Module) -> nn.Module:
     with torch.no_grad():
         for values in list(layer.parameters()) + list(layer.buffers()):
             if values.is_floating_point():
-                values.copy_(0.5 + 0.4 * torch.randn(values.shape, generator=generator).clamp(-1, 1))
+                drawn = torch.randn(values.shape, generator=generator).clamp(-1, 1)
+                values.copy_(0.5 + 0.4 * drawn)
     return layer
 
 
@@ -133,11 +137,6 @@ def test_activations_at_extremes(layer, library, tmp_path):
 
 
 def test_softplus_overflows_where_the_engine_does(library, tmp_path):
-    from vorun.engine import TensorModel
-    from vorun.export import build_model
-    from vorun.graph import trace
-    from vorun.model_file import write_model
-
     write_model(tmp_path / "m", build_model(trace(Softplus(), 1, 1)))
     values = torch.tensor([-100.0, -20.0, 0.0, 20.0, 88.0, 88.7, 88.8, 100.0])
     expected = Softplus()(values.view(1, 1, -1, 1)).flatten().numpy()

@@ -13,8 +13,8 @@ from .base import Layer, LayerStream, Shape, block, require, require_channels, r
 
 
 class SelfAttention(Layer):
-    """A weighted sum over the latest frames, each channel by itself, then a matrix over channels and
-    a bias for each bin. All weights are trained; nothing depends on the data.
+    """A weighted sum over the latest frames, each channel by itself, then a matrix over channels
+    and a bias for each bin. All weights are trained; nothing depends on the data.
 
     window     frames in the sum; 0 for the current one as it is
     lookahead  frames that pass before the first output
@@ -32,7 +32,8 @@ class SelfAttention(Layer):
         bound = channels**-0.5
         self.projection = nn.Parameter(torch.empty(channels, channels).uniform_(-bound, bound))
         self.bias = nn.Parameter(torch.zeros(height, channels))
-        self.attention = nn.Parameter(torch.full((window, channels), 1 / window)) if window else None
+        mean = torch.full((window, channels), 1 / max(window, 1))
+        self.attention = nn.Parameter(mean) if window else None
 
     def forward(self, x: Tensor) -> Tensor:
         """[batch, channels, frames, height] to [batch, channels, frames - lookahead, height]."""

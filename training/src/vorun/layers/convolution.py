@@ -65,13 +65,14 @@ class Conv(Layer):
         return self.convolve(x, self.history - self.first_frame)
 
     def convolve(self, x: Tensor, frames_before: int = 0) -> Tensor:
-        """From every time_stride-th frame on which the kernel fits, with zeros put before (or, below
-        0, frames taken off).
+        """From every time_stride-th frame on which the kernel fits, with that many frames of zeros
+        put before, or taken off if below 0.
         """
-        left, right = height_padding(x.shape[3], self.kernel[1], self.height_stride)
+        height, kernel, stride = x.shape[3], self.kernel[1], self.height_stride
+        left, right = height_padding(height, kernel, stride)
         # The convolution pads both sides alike without a copy, and ignores bins that are left over.
-        alike = left >= 0 and _bins(x.shape[3] + 2 * left, self.kernel[1], self.height_stride) \
-            == x.shape[3] // self.height_stride
+        bins_if_alike = (height + 2 * left - kernel) // stride + 1
+        alike = left >= 0 and bins_if_alike == height // stride
         if frames_before or not alike:
             x = F.pad(x, (0, 0, frames_before, 0) if alike else (left, right, frames_before, 0))
         return F.conv2d(x, self.weight, self.bias, (self.time_stride, self.height_stride),
@@ -152,7 +153,3 @@ def initialise(weight: Tensor, bias: Optional[Tensor], fan_in: int) -> None:
     nn.init.uniform_(weight, -bound, bound)
     if bias is not None:
         nn.init.uniform_(bias, -bound, bound)
-
-
-def _bins(height: int, kernel: int, stride: int) -> int:
-    return (height - kernel) // stride + 1

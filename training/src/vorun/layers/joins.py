@@ -91,7 +91,8 @@ def add(first: Union[Value, float], second: Union[Value, float]) -> Value:
     """first + second. As in all functions here, one of both may be a number."""
     if _is_number(first):
         first, second = second, first
-    return _affine(first, 1.0, second) if _is_number(second) else _join(Operation.ADD, first, second)
+    return (_affine(first, 1.0, second) if _is_number(second)
+            else _join(Operation.ADD, first, second))
 
 
 def multiply(first: Union[Value, float], second: Union[Value, float]) -> Value:

@@ -18,9 +18,9 @@ class SeparableChannelConv(Layer):
     time_kernel    place k weighs the frame k back
     height_kernel  place j weighs the bin j - (taps - 1) // 2 below; bins outside are zero
 
-    The first (taps - 1) // 2 frames give no output (rounded up for an even number of taps less
-    one), so that a symmetric time kernel is centred on the frame that it belongs to. The engine
-    does not count these frames in its latency.
+    The first (taps + 1) // 2 - 1 frames give no output, so that a time kernel of an odd number of
+    taps is centred on the frame that it belongs to. The engine does not count these frames in its
+    latency.
     """
 
     def __init__(self, time_kernel: Sequence[float], height_kernel: Sequence[float], *,

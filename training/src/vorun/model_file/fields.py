@@ -29,7 +29,7 @@ def write_field(writer: ByteWriter, field: Field, values: dict[str, Any], versio
     value = values[field.name]
     what = f"{field.name} of {what}"
     if version < field.since:
-        if value != field.before(values):
+        if value != _older_value(field, values):
             raise ModelFileError(f"{what} needs version {field.since}, not {version}")
         return
     if field.kind == "tensor":
@@ -45,12 +45,17 @@ def read_field(reader: ByteReader, field: Field, values: dict[str, Any], version
     """The opposite of write_field()."""
     what = f"{field.name} of {what}"
     if version < field.since:
-        return field.before(values)
+        return _older_value(field, values)
     if field.kind == "tensor":
         return read_tensor(reader, version, what)
     if field.kind == "single":
         return reader.single(what)
     return reader.integer(_INTEGER_BITS[field.kind], what)
+
+
+def _older_value(field: Field, values: dict[str, Any]) -> Any:
+    assert field.before is not None, "a field that came later has a value before"
+    return field.before(values)
 
 
 _INTEGER_BITS = {"int8": 8, "int16": 16}

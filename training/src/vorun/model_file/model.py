@@ -98,7 +98,7 @@ class _NameCheck:
 
 def _write_record(writer: ByteWriter, record: LayerRecord, version: int) -> None:
     what = f"layer '{record.name}'"
-    if RECORD_CLASSES.get(getattr(record, "TYPE", None)) is not type(record):
+    if type(record) not in RECORD_CLASSES.values():
         raise ModelFileError(f"{what} is a {type(record).__name__}, which is no record of a file")
     writer.string(record.name, "layer name")
     writer.integer(record.TYPE, 16, f"type of {what}")

@@ -203,10 +203,8 @@ class HardSigmoidRecord(LayerRecord):
     TYPE = 20
 
 
-RECORD_CLASSES: dict[int, type[LayerRecord]] = {
-    record.TYPE: record
-    for record in (ConvRecord, TransposedConvRecord, ReLURecord, ELURecord, SigmoidRecord,
-                   NormRecord, ConcatRecord, LeakyReLURecord, DenseRecord,
-                   SeparableChannelConvRecord, PreNormRecord, SoftplusRecord, ArithmeticRecord,
-                   SelfAttentionRecord, HardSigmoidRecord)
-}
+_CLASSES: list[type[LayerRecord]] = [
+    ConvRecord, TransposedConvRecord, ReLURecord, ELURecord, SigmoidRecord, NormRecord,
+    ConcatRecord, LeakyReLURecord, DenseRecord, SeparableChannelConvRecord, PreNormRecord,
+    SoftplusRecord, ArithmeticRecord, SelfAttentionRecord, HardSigmoidRecord]
+RECORD_CLASSES = {record.TYPE: record for record in _CLASSES}
