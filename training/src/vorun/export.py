@@ -43,7 +43,7 @@ def export_model(network: nn.Module, path: Union[str, os.PathLike], audio: Audio
     Raises ValueError for a network whose frames do not fit, whose rate differs at input and output,
     or whose weights are not finite; ModelFileError for numbers that the format cannot hold.
     """
-    graph = trace(network, audio.rows, audio.channels)
+    graph = trace(network, audio.rows, audio.channels).on_processor()
     _require_output(graph, audio)
     lag = measure_lag(graph)
     latency = graph.latency()

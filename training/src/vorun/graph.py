@@ -2,9 +2,12 @@
 
 from __future__ import annotations
 
+import copy
 from dataclasses import dataclass
 from fractions import Fraction
+from typing import Optional
 
+import torch
 from torch import nn
 
 from .layers.base import Shape
@@ -51,6 +54,15 @@ class Graph:
                 raise ValueError(f"layer '{node.name}' joins frames of different rates")
             rates[id(node)] = fed.pop() * node.layer.rate
         return rates[id(self.output)]
+
+    def on_processor(self, dtype: Optional[torch.dtype] = None) -> Graph:
+        """A copy with all weights in main memory, of type `dtype` if given."""
+        moved = {id(self.input): self.input}
+        for node in self.nodes:
+            layer = copy.deepcopy(node.layer).to("cpu", dtype)
+            feeders = [moved[id(feeder)] for feeder in node.inputs]
+            moved[id(node)] = Node(node.name, layer, feeders, node.shape)
+        return Graph(self.input, [moved[id(node)] for node in self.nodes], moved[id(self.output)])
 
 
 def trace(network: nn.Module, height: int, channels: int) -> Graph:

@@ -9,7 +9,7 @@ it has beyond one frame for the ticks.
 from __future__ import annotations
 
 from collections import deque
-from typing import Optional, Union
+from typing import Union
 
 import torch
 from torch import Tensor, nn
@@ -58,16 +58,25 @@ class Stream:
             pipe.reset()
 
 
-def measure_lag(graph: Graph, frames: int = 256) -> int:
-    """By how many frames the output trails the input at most, counted over so many frames."""
-    stream = Stream(graph)
+def measure_lag(graph: Graph) -> int:
+    """By how many frames the output trails the input at most."""
+    stream = Stream(graph.on_processor(torch.float32))
     silence = torch.zeros(1, graph.input.shape.channels, 1, graph.input.shape.height)
     lag = given = 0
     with torch.no_grad():
-        for taken in range(1, frames + 1):
-            given += stream.push(silence.to(_type_of(graph))).shape[2]
+        for taken in range(1, _frames_to_settle(graph) + 1):
+            given += stream.push(silence).shape[2]
             lag = max(lag, taken - given)
     return lag
+
+
+def _frames_to_settle(graph: Graph) -> int:
+    """Enough for every layer to have dropped what it drops, at the pace of the slowest."""
+    dropped, pace = 4, 1
+    for node in graph.nodes:
+        dropped += max(0, getattr(node.layer, "lookahead", 0)) + getattr(node.layer, "warm_up", 0)
+        pace *= max(1, node.layer.rate.denominator)
+    return 2 * dropped * pace
 
 
 class _Pipe:
@@ -170,10 +179,3 @@ def _pipe_of(node: Node) -> _Pipe:
     if node.layer.is_join:
         return _JoinPipe(stream, [id(feeder) for feeder in node.inputs])
     return _QueuePipe(stream) if stream.queues else _LayerPipe(stream)
-
-
-def _type_of(graph: Graph) -> Optional[torch.dtype]:
-    for node in graph.nodes:
-        for parameter in node.layer.parameters():
-            return parameter.dtype
-    return torch.float32

@@ -12,6 +12,7 @@ from vorun.graph import fold_norms, trace
 from vorun.layers import (BatchNorm, Conv, Dense, LeakyReLU, Norm, PreNorm, ReLU, SelfAttention,
                           SeparableChannelConv, Sigmoid, TransposedConv, concat)
 from vorun.model_file import ElementType, ModelFileError, read_model
+from vorun.streaming import measure_lag
 
 SMALL = AudioFormat(fft_size=16, window_size=16, hop_size=4)
 
@@ -214,6 +215,35 @@ def test_delays_that_the_engine_does_not_count_are_told(tmp_path):
     with pytest.warns(UserWarning, match="trails the input by 3 frames.*reports 1"):
         report = export_model(network, tmp_path / "m", SMALL)
     assert (report.latency_frames, report.lag_frames) == (1, 3)
+
+
+def test_sums_of_python_add_no_layer():
+    class Sum(nn.Module):
+        def forward(self, x):
+            return sum([x, x]) * np.float32(2)
+
+    assert [type(node.layer).__name__ for node in trace(Sum(), 3, 2).nodes] == [
+        "PassOn", "Arithmetic", "Norm"]
+
+
+@pytest.mark.parametrize("network, lag", [
+    (nn.Sequential(Conv(1, 1, time_stride=3), SeparableChannelConv([0.1] * 9, [1.0]),
+                   TransposedConv(1, 1, time_stride=3)), 12),
+    (nn.Sequential(Conv(1, 1, (8, 1), lookahead=7, time_dilation=3), Conv(1, 1, lookahead=30)), 37),
+    (nn.Sequential(Conv(1, 1, time_stride=2), SelfAttention(9, 1, lookahead=5),
+                   TransposedConv(1, 1, (2, 1), time_stride=2)), 10),
+])
+def test_the_lag_is_counted_until_nothing_more_is_dropped(network, lag):
+    assert measure_lag(trace(network, 9, 1)) == lag
+
+
+def test_an_export_leaves_the_network_as_it_was(tmp_path):
+    network = Two().train()
+    before = {name: values.clone() for name, values in network.state_dict().items()}
+    export_model(network, tmp_path / "m", SMALL)
+    assert network.training
+    for name, values in network.state_dict().items():
+        assert torch.equal(values, before[name])
 
 
 def test_a_network_that_was_trained_in_double_precision_is_exported(tmp_path):

@@ -7,6 +7,7 @@ input that has dropped frames for a look-ahead is shorter, and the others are cu
 from __future__ import annotations
 
 from functools import reduce
+from numbers import Real
 from typing import Union
 
 import torch
@@ -122,13 +123,15 @@ def _join(operation: Operation, *values: Value) -> Value:
 
 
 def _affine(value: Value, scale: float, offset: float) -> Value:
+    if (scale, offset) == (1.0, 0.0):
+        return value
     if isinstance(value, Symbol):
         return Norm(value.channels, scale, offset)(value)
     return value * scale + offset
 
 
 def _is_number(value) -> bool:
-    return isinstance(value, (int, float))
+    return isinstance(value, Real)
 
 
 def _as_long(inputs: tuple[Tensor, ...]) -> list[Tensor]:

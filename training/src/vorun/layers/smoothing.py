@@ -23,6 +23,9 @@ class SeparableChannelConv(Layer):
     latency.
     """
 
+    time_kernel: Tensor
+    height_kernel: Tensor
+
     def __init__(self, time_kernel: Sequence[float], height_kernel: Sequence[float], *,
                  trained: bool = True) -> None:
         super().__init__()

@@ -35,7 +35,7 @@ class Trace:
         for value in inputs:
             if not isinstance(value, Symbol):
                 raise TypeError(f"{type(layer).__name__} joins a value of the network with a "
-                                f"{type(value).__name__}, which no model file holds")
+                                f"{type(value).__name__}; factors and offsets belong in a Norm")
         feeders = [symbol.node for symbol in inputs]
         if layer.is_join:
             feeders = self._apart(feeders)
