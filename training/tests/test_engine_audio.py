@@ -81,6 +81,16 @@ def test_a_recording_of_any_length_is_restored_whole(half):
         assert length == 0 or np.abs(restored - samples).max() < 1e-6
 
 
+def test_a_recording_is_a_stream_of_its_own(half):
+    half.push(noise(1, 700))
+    samples = noise(1, 1000, seed=2)
+    first = half.restore(samples)
+    assert half.pending == 0
+    half.push(noise(1, 512))
+    assert half.pending == 256
+    assert np.array_equal(half.restore(samples), first)
+
+
 def test_interleaved_blocks_carry_the_same(library, save):
     samples = noise(3, 3000)
     with Processor(save(constant_mask(0.25)), 3, library=library) as processor:

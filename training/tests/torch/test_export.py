@@ -200,6 +200,7 @@ class Function(nn.Module):
     (lambda net, x: (x, x), TypeError, "gives a tuple"),
     (lambda net, x: x + torch.ones(1), TypeError, "joins a value of the network with a Tensor"),
     (lambda net, x: concat(x, torch.ones(1)), TypeError, "with a Tensor"),
+    (lambda net, x: concat(torch.ones(1), x), TypeError, "with a Tensor"),
     (lambda net, x: torch.cat([x, x], 2), TypeError, "cat is no layer"),
     (lambda net, x: x + net.slow(x), ValueError, "joins frames of different rates"),
     (lambda net, x: x + concat(x, x), ValueError, "frames of different shapes"),

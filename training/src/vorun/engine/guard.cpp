@@ -75,9 +75,8 @@ bool guardReset(const Failure* failure, void (*call)(Handle), Handle handle) {
     return guarded(failure, call, handle);
 }
 
-bool guardAddTensor(const Failure* failure,
-                    void (*call)(Handle, const float*, Count, const Count*), Handle model,
-                    const float* data, Count rank, const Count* shape) {
+bool guardAddTensor(const Failure* failure, void (*call)(Handle, const float*, Count, const Count*),
+                    Handle model, const float* data, Count rank, const Count* shape) {
     return guarded(failure, call, model, data, rank, shape);
 }
 

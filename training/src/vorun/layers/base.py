@@ -67,8 +67,9 @@ class Layer(nn.Module):
     is_join = False
 
     def __call__(self, *inputs):
-        if any(isinstance(value, Symbol) for value in inputs):
-            return inputs[0].trace.record(self, inputs)
+        for value in inputs:
+            if isinstance(value, Symbol):
+                return value.trace.record(self, inputs)
         return super().__call__(*inputs)
 
     def output_shape(self, *shapes: Shape) -> Shape:
