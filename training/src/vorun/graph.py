@@ -2,10 +2,12 @@
 
 from __future__ import annotations
 
+import contextlib
 import copy
+import sys
 from dataclasses import dataclass
 from fractions import Fraction
-from typing import Optional
+from typing import Iterator, Optional
 
 import torch
 from torch import nn
@@ -41,7 +43,8 @@ class Graph:
             scale_behind, own = node.layer.latency(scale)
             return behind(node, scale_behind) + own
 
-        return behind(self.input, 1)
+        with deep_calls(len(self.nodes)):
+            return behind(self.input, 1)
 
     def rate(self) -> Fraction:
         """Frames that come out for each that goes in. Raises ValueError where frames meet that come
@@ -101,6 +104,17 @@ def _folds(graph: Graph, node: Node) -> bool:
         return False
     feeder = node.inputs[0]
     return hasattr(feeder.layer, "folded") and graph.consumers(feeder) == [node]
+
+
+@contextlib.contextmanager
+def deep_calls(layers: int) -> Iterator[None]:
+    """Room for calls that go down a path of so many layers, as the engine's do."""
+    limit = sys.getrecursionlimit()
+    sys.setrecursionlimit(limit + 8 * layers)
+    try:
+        yield
+    finally:
+        sys.setrecursionlimit(limit)
 
 
 def _leading_to(output: Node, nodes: list[Node]) -> list[Node]:

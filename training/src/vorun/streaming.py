@@ -14,7 +14,7 @@ from typing import Union
 import torch
 from torch import Tensor, nn
 
-from .graph import Graph, trace
+from .graph import Graph, deep_calls, trace
 from .layers.base import LayerStream
 from .layers.symbols import Node
 
@@ -44,8 +44,9 @@ class Stream:
 
     def push(self, frames: Tensor) -> Tensor:
         """[batch, channels, frames, height], taken one by one; gives what has come out."""
-        for frame in frames.split(1, 2):
-            self._source.hand_on(frame)
+        with deep_calls(len(self._pipes)):
+            for frame in frames.split(1, 2):
+                self._source.hand_on(frame)
         results, self._sink.frames = self._sink.frames, []
         if not results:
             return frames.new_zeros(frames.shape[0], self._shape.channels, 0, self._shape.height)

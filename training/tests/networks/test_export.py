@@ -218,6 +218,13 @@ def test_delays_that_the_engine_does_not_count_are_told(tmp_path):
     assert (report.latency_frames, report.lag_frames) == (1, 3)
 
 
+def test_a_network_may_be_deep(library, tmp_path):
+    network = nn.Sequential(*(LeakyReLU(0.99) for _ in range(900)))
+    assert export_model(network, tmp_path / "m", SMALL).layers == 900
+    with TensorModel(tmp_path / "m", library) as model:
+        assert model.push(np.ones((1, 9, 1))).tolist() == [[[1.0]] * 9]
+
+
 def test_sums_of_python_add_no_layer():
     class Sum(nn.Module):
         def forward(self, x):
