@@ -9,19 +9,15 @@ exception in the engine then ends the process.
 from __future__ import annotations
 
 import ctypes
-import hashlib
-import os
-import shutil
 import subprocess
-import tempfile
 import warnings
 from pathlib import Path
 from typing import Any, Optional
 
+from ..compiled import compiled_library
 from .errors import EngineError
 
 _SOURCE = Path(__file__).with_name("guard.cpp")
-_FLAGS = ["-std=c++17", "-O1", "-shared", "-fPIC"]
 _TEXT_BYTES = 512
 
 # The function of guard.cpp for each function of the engine that may raise.
@@ -75,36 +71,8 @@ class Guard:
 def load_guard() -> Guard:
     """The guard of this user, compiled if need be."""
     try:
-        return Guard(ctypes.CDLL(str(_compiled_guard())))
+        return Guard(ctypes.CDLL(str(compiled_library(_SOURCE))))
     except (OSError, subprocess.SubprocessError) as error:
         warnings.warn("no guard around the engine, so that an exception in it ends the process: "
                       f"{error}", RuntimeWarning, stacklevel=2)
         return Guard(None)
-
-
-def _compiled_guard() -> Path:
-    """Named by its source, so that another version of this package has another."""
-    key = hashlib.sha256(_SOURCE.read_bytes() + " ".join(_FLAGS).encode()).hexdigest()[:16]
-    target = _cache_folder() / f"guard-{key}.so"
-    if not target.exists():
-        _compile(target)
-    return target
-
-
-def _cache_folder() -> Path:
-    root = os.environ.get("XDG_CACHE_HOME") or Path.home() / ".cache"
-    folder = Path(root) / "vorun"
-    folder.mkdir(parents=True, exist_ok=True)
-    return folder
-
-
-def _compile(target: Path) -> None:
-    compiler = os.environ.get("CXX") or shutil.which("c++") or shutil.which("g++")
-    if not compiler:
-        raise OSError("there is no C++ compiler")
-    # Two processes may compile at once: each moves a whole file into place.
-    with tempfile.TemporaryDirectory(dir=target.parent) as folder:
-        built = Path(folder) / target.name
-        subprocess.run([compiler, *_FLAGS, str(_SOURCE), "-o", str(built)], check=True,
-                       capture_output=True)
-        os.replace(built, target)
