@@ -144,7 +144,8 @@ def test_clipping_sets_in_at_minus_15_db():
     longer, spike = np.ones(60), np.full(60, 1e-3)
     spike[7] = 1.0                                       # 7.74 unclipped: above it
     result = parts.clipped(longer, spike)
-    assert result[7] == pytest.approx(limit, rel=1e-12) and limit == pytest.approx(6.62341, abs=1e-5)
+    assert limit == pytest.approx(6.62341, abs=1e-5)
+    assert result[7] == pytest.approx(limit, rel=1e-12)
     assert result[8] == pytest.approx(1e-3 * np.sqrt(60 / (1 + 59e-6)), rel=1e-12)
 
 

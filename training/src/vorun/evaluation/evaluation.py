@@ -58,7 +58,7 @@ class Evaluation:
 
 def evaluate(path: Union[str, os.PathLike], options: Options = Options(),
              tell: Callable[[str], None] = lambda text: None) -> Evaluation:
-    """Measures a model file at its own rate, beside what else there is. `tell` hears of the progress.
+    """Measures a model file at its own rate, beside what else there is. `tell` hears of progress.
 
     Raises OSError if the recorded voices are not installed, EngineError if the engine refuses the
     model.
@@ -66,15 +66,16 @@ def evaluate(path: Union[str, os.PathLike], options: Options = Options(),
     rate = round(read_model(path).header.sample_rate)
     model = EngineSystem(path, library=options.library)
     items = make_items(rate, options.voices, options.families, options.ratios, options.seed)
-    systems, missing = _others(options)
-    aligned = [Aligned(system, items[0].clean, rate) for system in (Unprocessed(), model, *systems)]
+    peers, missing = _others(options)
+    systems: list[System] = [Unprocessed(), model, *peers]
+    aligned = [Aligned(system, items[0].clean, rate) for system in systems]
     measurements: list[Measurement] = []
     for system in aligned:
         tell(f"{system.name}: {len(items)} files")
         measurements += measure_all(system.name, system.restore, items)
     measurements += _bound(path, items, missing)
     evaluation = Evaluation(model.name, path, rate, Results(measurements),
-                            [system.name for system in systems], missing,
+                            [system.name for system in peers], missing,
                             len({item.voice for item in items}), os.path.getsize(path),
                             {system.name: system.delay for system in aligned})
     _add_steadiness(evaluation, model, items, options, tell)
@@ -88,8 +89,8 @@ def _others(options: Options) -> tuple[list[System], list[str]]:
                                            if family not in available_families()]
     if not options.peers:
         return [], missing
-    systems, absent = available_peers()
-    return systems, missing + absent
+    peers, absent = available_peers()
+    return peers, missing + absent
 
 
 def _bound(path: Union[str, os.PathLike], items: Sequence[Item],

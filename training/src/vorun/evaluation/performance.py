@@ -9,6 +9,7 @@ from typing import Union
 
 import numpy as np
 
+from ..engine import Library
 from .systems import open_restoring
 
 _BLOCKS_A_SECOND = 100
@@ -34,7 +35,8 @@ class Cost:
 
 
 def measure_cost(model: Union[str, os.PathLike], sample_rate: int, channels: int = 1,
-                 seconds: float = 20.0, library=None) -> Cost:
+                 seconds: float = 10.0,
+                 library: Union[None, str, os.PathLike, Library] = None) -> Cost:
     """Runs noise that comes and goes through the model, after a second to warm up."""
     block = sample_rate // _BLOCKS_A_SECOND
     blocks = round(seconds * _BLOCKS_A_SECOND)

@@ -29,9 +29,9 @@ def table(head: Sequence[str], rows: Iterable[Sequence[str]]) -> str:
 
 def _preface(evaluation: Evaluation) -> str:
     families = evaluation.results.families
-    return (f"Means over {evaluation.voices} recordings of a voice in {len(families)} families of noise "
-            f"({', '.join(families)}), at the ratios of voice to noise that the columns name. The "
-            "voices, and rain, machine and crowd, are for this test alone. SI-SDR and STOI are "
+    return (f"Means over {evaluation.voices} recordings of a voice in {len(families)} families of "
+            f"noise ({', '.join(families)}), at the ratios of voice to noise that the columns "
+            "name. The voice, and rain, machine and crowd, are for this test alone. SI-SDR and STOI are "
             "taken while the voice speaks, the level of noise in the second before it.")
 
 

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <memory>
 #include <vector>
-
 #include <webrtc/modules/audio_processing/include/audio_processing.h>
 #include <webrtc/modules/interface/module_common_types.h>
 

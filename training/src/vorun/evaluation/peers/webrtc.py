@@ -17,8 +17,8 @@ _RATES = (8000, 16000, 32000, 48000)
 
 
 class Webrtc:
-    """Level "high", all else off. At 48 kHz the library splits three bands and decides in the lowest
-    of them, to 8 kHz, about the others.
+    """Level "high", all else off. At 48 kHz the library splits three bands and decides in the
+    lowest of them, to 8 kHz, about the others.
     """
 
     name = "webrtc high"
