@@ -137,7 +137,7 @@ def test_one_command_writes_everything(library, save, tmp_path, capsys):
                            "--no-peers", "--library", library.path, "--readme", str(readme)])
     out = capsys.readouterr().out
     assert status == 0 and "MISSED   SI-SDR gain at 5 dB: 0.0 dB" in out.replace("-0.0", "0.0")
-    for name in ("spectrograms.png", "bars.png"):
+    for name in ("spectrograms-white.png", "bars.png"):
         assert (tmp_path / "out" / name).stat().st_size > 10_000
     assert len((tmp_path / "out" / "evaluation.csv").read_text().splitlines()) >= 5
     assert "(out/bars.png)" in readme.read_text()

@@ -42,8 +42,9 @@ def _gains(evaluation: Evaluation) -> Iterator[Verdict]:
     for ratio in _present_ratios(evaluation):
         gain = evaluation.results.si_sdr_gain(evaluation.model, ratio)
         goal, least = _GAIN_DB[ratio], _LEAST_GAIN_DB[ratio]
-        yield Verdict(f"SI-SDR gain at {ratio} dB", f"{goal:g} dB, at least {least:g}",
-                      f"{gain:.1f} dB", gain >= goal)
+        told = f"{gain:.1f} dB" + (", less than may ship" if gain < least else "")
+        yield Verdict(f"SI-SDR gain at {ratio} dB", f"{goal:g} dB, at least {least:g}", told,
+                      gain >= goal)
 
 
 def _intelligibility(evaluation: Evaluation) -> Iterator[Verdict]:

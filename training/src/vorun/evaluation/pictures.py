@@ -21,9 +21,9 @@ _DEEPEST_DB, _LOUDEST_DB = -95, -35
 _HIGHEST_HZ = 12000
 
 
-def write_spectrograms(path: Path, system: EngineSystem, sample_rate: int,
+def write_spectrograms(path: Path, system: EngineSystem, sample_rate: int, family: str,
                        voices: Sequence[str] = ("Front_Center", "Side_Left", "Rear_Right"),
-                       family: str = "rain", ratio: float = 5.0, seed: int = 1) -> None:
+                       ratio: float = 5.0, seed: int = 1) -> None:
     """Recorded voices in noise: noisy, restored, and what was removed."""
     items = make_items(sample_rate, voices, [family], [ratio], seed)
     noisy = np.concatenate([item.mixture[sample_rate * 2:] for item in items

@@ -10,7 +10,7 @@ from .evaluation import Evaluation
 from .tables import markdown
 
 REPORT, MEASUREMENTS = "evaluation.md", "evaluation.csv"
-SPECTROGRAMS, BARS = "spectrograms.png", "bars.png"
+SPECTROGRAMS, BARS = "spectrograms-{}.png", "bars.png"
 BEGIN, END = "<!-- evaluation of {} -->", "<!-- end of evaluation of {} -->"
 
 
@@ -46,17 +46,21 @@ def _write_pictures(evaluation: Evaluation, folder: Path, seed: int,
         from .pictures import write_bars, write_spectrograms
         from .systems import EngineSystem
         write_bars(folder / BARS, evaluation)
-        write_spectrograms(folder / SPECTROGRAMS, EngineSystem(evaluation.path, library=library),
-                           evaluation.sample_rate, seed=seed)
     except ImportError:
         evaluation.missing.append("pictures are left out: install Debian's python3-matplotlib")
         return []
-    return [folder / SPECTROGRAMS, folder / BARS]
+    system = EngineSystem(evaluation.path, library=library)
+    written = []
+    for family in evaluation.results.families:
+        written.append(folder / SPECTROGRAMS.format(family))
+        write_spectrograms(written[-1], system, evaluation.sample_rate, family, seed=seed)
+    return [*written, folder / BARS]
 
 
 def _links(evaluation: Evaluation, pictures: list[Path], start: Path) -> list[tuple[str, str]]:
-    texts = {SPECTROGRAMS: f"A recorded voice: noisy, restored by {evaluation.model}, and what was "
-                           "removed",
+    """Of the bars and of the spectrograms of the first family; the others are for a closer look."""
+    texts = {SPECTROGRAMS.format(evaluation.results.families[0]):
+             f"A recorded voice: noisy, restored by {evaluation.model}, and what was removed",
              BARS: f"Gains of {evaluation.model} and others in SI-SDR and STOI"}
     return [(texts[picture.name], Path(os.path.relpath(picture, start)).as_posix())
-            for picture in pictures]
+            for picture in pictures if picture.name in texts]

@@ -31,8 +31,8 @@ def _preface(evaluation: Evaluation) -> str:
     families = evaluation.results.families
     return (f"Means over {evaluation.voices} recordings of a voice in {len(families)} families of "
             f"noise ({', '.join(families)}), at the ratios of voice to noise that the columns "
-            "name. The voice, and rain, machine and crowd, are for this test alone. SI-SDR and STOI are "
-            "taken while the voice speaks, the level of noise in the second before it.")
+            "name. The voice, and rain, machine and crowd, are for this test alone. SI-SDR and "
+            "STOI are taken while the voice speaks, the level of noise in the second before it.")
 
 
 def _goals(evaluation: Evaluation) -> list[str]:
