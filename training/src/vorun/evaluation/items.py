@@ -24,8 +24,9 @@ TAIL_SECONDS = 0.4
 # Two seconds are for settling, which speexdsp needs; frames that reach into the voice do not count.
 SETTLING_SECONDS = 2.0
 GUARD_SECONDS = 0.05
-# Level of the voice while it speaks, re full scale: what telephony calls its nominal level.
-SPEECH_DB = -26.0
+# Level of the voice while it speaks, re full scale: no drop of rain is clipped at any ratio, which
+# systems of 16 bits would do.
+SPEECH_DB = -30.0
 
 
 @dataclass(frozen=True)

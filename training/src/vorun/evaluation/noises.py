@@ -17,7 +17,8 @@ from .voices import talkers
 SAMPLE_RATE = 48000
 Family = Callable[[int, np.random.Generator], np.ndarray]
 
-_DROPS_PER_SECOND = 1500
+_DROPS_PER_SECOND = 500
+_LARGEST_DROP = 4.0
 _TALKERS = 10
 
 
@@ -38,7 +39,8 @@ def rain(samples: int, rng: np.random.Generator) -> np.ndarray:
         start = rng.integers(0, max(1, samples - length))
         position = np.arange(length) / length
         cycles = rng.uniform(900, 14000) * length / SAMPLE_RATE * position * (1 + 0.3 * position)
-        drop = np.sin(2 * np.pi * cycles) * np.exp(-4 * position) * rng.lognormal(0, 0.5)
+        size = min(_LARGEST_DROP, rng.lognormal(0, 0.8))
+        drop = size * np.sin(2 * np.pi * cycles) * np.exp(-4 * position)
         drops[start:start + length] += drop[:samples - start]
     rush = _shaped(samples, rng, [30, 300, 1500, 6000, 24000], [-8, -14, 0, 1, -12])
     return _unit(_unit(drops) + 0.6 * rush)
