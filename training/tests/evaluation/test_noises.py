@@ -62,6 +62,12 @@ def test_a_crowd_lacks_nothing_but_its_voices(monkeypatch):
     voices.talkers.cache_clear()
 
 
+def test_no_family_is_trained_on():
+    split = pytest.importorskip("vorun.data.noises")
+    assert set(split.TEST_FAMILIES) == set(noises.FAMILIES)
+    assert not set(noises.FAMILIES) & set().union(*split.FAMILIES.values())
+
+
 def test_no_voice_of_the_crowd_is_trained_on():
     split = pytest.importorskip("vorun.data.voices")
     recorded = {voice.name for kind, voice in split.RECORDED if kind == split.TEST}

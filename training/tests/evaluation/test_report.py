@@ -1,5 +1,8 @@
 """Tables, pictures, and the command."""
 
+import os
+import subprocess
+import sys
 from dataclasses import replace
 from pathlib import Path
 
@@ -120,7 +123,7 @@ def test_a_document_without_its_markers_is_left_alone(text, tmp_path):
 
 
 def test_without_matplotlib_the_pictures_are_left_out(tmp_path, monkeypatch):
-    monkeypatch.setitem(__import__("sys").modules, "matplotlib", None)
+    monkeypatch.setitem(sys.modules, "matplotlib", None)
     written = write_report(good(tmp_path), tmp_path / "out")
     assert [file.name for file in written] == ["evaluation.md", "evaluation.csv"]
     assert "pictures are left out" in (tmp_path / "out" / "evaluation.md").read_text()
@@ -142,6 +145,16 @@ def test_one_command_writes_everything(library, save, tmp_path, capsys):
     assert len((tmp_path / "out" / "evaluation.csv").read_text().splitlines()) >= 5
     assert "(out/bars.png)" in readme.read_text()
     assert "| SI-SDR gain on a host of 16000 Hz | within 1 dB |" in readme.read_text()
+
+
+def test_an_evaluation_needs_no_torch():
+    code = ("import sys; sys.modules['torch'] = None\n"
+            "import vorun.evaluation.__main__ as command\n"
+            "import vorun.evaluation.pictures\nprint('fine')")
+    source = Path(command.__file__).parents[2]
+    result = subprocess.run([sys.executable, "-c", code], capture_output=True, text=True,
+                            env={**os.environ, "PYTHONPATH": str(source)})
+    assert result.stdout.strip() == "fine", result.stderr
 
 
 def test_what_is_no_model_is_told_in_a_line(tmp_path, capsys):
