@@ -6,9 +6,9 @@ from vorun.evaluation.items import Item
 from vorun.model_file import ConvRecord, ModelFile, ModelHeader, NormRecord
 
 
-def constant_mask(value: float) -> ModelFile:
+def constant_mask(value: float, **header_fields) -> ModelFile:
     """One mask that is the same in every bin of every frame, with a window of two hops."""
-    header = ModelHeader(mask_count=1, bus_names=["Processed", "Residual"])
+    header = ModelHeader(mask_count=1, bus_names=["Processed", "Residual"], **header_fields)
     layers = [ConvRecord("zero", ["input"], np.zeros((1, 1, 1, 1))),
               NormRecord("mask", ["zero"], [value], np.ones(1))]
     return ModelFile(header, layers, "mask")

@@ -11,7 +11,7 @@ import pytest
 
 from samples import constant_mask
 from vorun.evaluation import __main__ as command
-from vorun.evaluation.evaluation import Evaluation
+from vorun.evaluation.evaluation import Evaluation, Options, evaluate
 from vorun.evaluation.goals import verdicts
 from vorun.evaluation.measures import Measurement
 from vorun.evaluation.performance import Cost
@@ -145,6 +145,23 @@ def test_one_command_writes_everything(library, save, tmp_path, capsys):
     assert len((tmp_path / "out" / "evaluation.csv").read_text().splitlines()) >= 5
     assert "(out/bars.png)" in readme.read_text()
     assert "| SI-SDR gain on a host of 16000 Hz | within 1 dB |" in readme.read_text()
+
+
+@pytest.mark.skipif(not (RECORDINGS / "Front_Center.wav").is_file(), reason="needs alsa-utils")
+def test_what_does_not_take_the_rate_of_a_model_is_left_out(library, save, monkeypatch):
+    class Narrow:
+        name = "narrow"
+
+        def process(self, samples, sample_rate):
+            raise ValueError(f"no {sample_rate} Hz")
+
+    monkeypatch.setattr("vorun.evaluation.evaluation.available_peers", lambda: ([Narrow()], []))
+    options = Options(["Front_Center"], ["white"], [5], hosts=(), minutes=0, library=library.path)
+    evaluation = evaluate(save(constant_mask(1.0, sample_rate=44100.0)), options)
+    assert evaluation.sample_rate == 44100 and not evaluation.peers
+    assert "narrow is left out: no 44100 Hz" in evaluation.missing
+    assert evaluation.results.si_sdr_gain("model") == pytest.approx(0, abs=1e-3)
+    assert evaluation.long_run is None and not evaluation.hosts
 
 
 def test_an_evaluation_needs_no_torch():

@@ -7,7 +7,6 @@ import sys
 from pathlib import Path
 from typing import Optional, Sequence
 
-from ..engine import EngineError
 from ..model_file import ModelFileError
 from .evaluation import Options, evaluate
 from .goals import verdicts
@@ -27,7 +26,7 @@ def main(arguments: Optional[Sequence[str]] = None) -> int:
         if asked.readme:
             insert_into(asked.readme, evaluation,
                         [file for file in written if file.suffix == ".png"])
-    except (OSError, ValueError, EngineError, ModelFileError) as error:
+    except (OSError, ValueError, RuntimeError, ModelFileError) as error:
         print(f"evaluation: {error}", file=sys.stderr)
         return 1
     for text in evaluation.missing:

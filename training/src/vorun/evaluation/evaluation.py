@@ -6,6 +6,8 @@ import os
 from dataclasses import dataclass, field
 from typing import Callable, Optional, Sequence, Union
 
+import numpy as np
+
 from ..model_file import read_model
 from .items import CLEAN, RATIOS, Item, available_families, make_items
 from .measures import Measurement, measure_all
@@ -67,15 +69,14 @@ def evaluate(path: Union[str, os.PathLike], options: Options = Options(),
     model = EngineSystem(path, library=options.library)
     items = make_items(rate, options.voices, options.families, options.ratios, options.seed)
     peers, missing = _others(options)
-    systems: list[System] = [Unprocessed(), model, *peers]
-    aligned = [Aligned(system, items[0].clean, rate) for system in systems]
+    aligned = _aligned([Unprocessed(), model, *peers], items[0].clean, rate, missing)
     measurements: list[Measurement] = []
     for system in aligned:
         tell(f"{system.name}: {len(items)} files")
         measurements += measure_all(system.name, system.restore, items)
     measurements += _bound(path, items, missing)
     evaluation = Evaluation(model.name, path, rate, Results(measurements),
-                            [system.name for system in peers], missing,
+                            [system.name for system in aligned[2:]], missing,
                             len({item.voice for item in items}), os.path.getsize(path),
                             {system.name: system.delay for system in aligned})
     _add_steadiness(evaluation, model, items, options, tell)
@@ -93,12 +94,26 @@ def _others(options: Options) -> tuple[list[System], list[str]]:
     return peers, missing + absent
 
 
+def _aligned(systems: Sequence[System], voice: np.ndarray, sample_rate: int,
+             missing: list[str]) -> list[Aligned]:
+    aligned = []
+    for system in systems:
+        try:
+            aligned.append(Aligned(system, voice, sample_rate))
+        except ValueError as error:
+            missing.append(f"{system.name} is left out: {error}")
+    return aligned
+
+
 def _bound(path: Union[str, os.PathLike], items: Sequence[Item],
            missing: list[str]) -> list[Measurement]:
     try:
         ideal = IdealMask(path)
     except OSError as error:
         missing.append(str(error))
+        return []
+    except ValueError as error:
+        missing.append(f"{IdealMask.name} is left out: {error}")
         return []
     return measure_all(ideal.name, ideal.restore, items)
 

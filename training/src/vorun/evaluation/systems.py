@@ -17,7 +17,8 @@ _LONGEST_DELAY = 0.125
 
 class System(Protocol):
     """A noise suppressor. `process` gives float32 as long as `samples` [samples], which may be late
-    by a time that is always the same. Each call is a stream of its own."""
+    by a time that is always the same. Each call is a stream of its own. Raises ValueError for a
+    rate that the system does not take."""
 
     name: str
 
