@@ -75,7 +75,8 @@ def _ratio(mask: Tensor, mixture: Tensor, speech: Tensor) -> Tensor:
     def power(spectra: Tensor) -> Tensor:
         return spectra.abs().square().sum(dim=(1, 2, 3))
 
-    error = power(mask * mixture - speech) / (power(speech) + 1e-3 * power(mixture))
+    least = 1e-3 * power(mixture) + 1e-9
+    error = power(mask * mixture - speech) / (power(speech) + least)
     return 10 * torch.log10(error + _RATIO_FLOOR).mean()
 
 
