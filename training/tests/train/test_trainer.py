@@ -91,6 +91,14 @@ def test_the_best_is_kept_not_the_last(corpus, tmp_path):
     assert not torch.equal(weights(trainer.average), best)
 
 
+def test_a_signal_ends_it_after_a_whole_step(corpus, tmp_path, whole):
+    trainer = Trainer(CONFIG, corpus, tmp_path, lambda line: trainer.stop())
+    assert not trainer.run() and trainer.step == QUICK.report_every
+    again = Trainer(CONFIG, corpus, tmp_path)
+    assert again.step == trainer.step and again.run()
+    assert torch.equal(weights(again.network), weights(whole.network))
+
+
 def test_the_learning_rate_rises_and_falls_to_its_last():
     settings = TrainSettings(steps=100, warm_up=10, learning_rate=1.0, last_learning_rate=0.1)
     rates = [learning_rate(settings, step, step / 100) for step in range(101)]

@@ -19,7 +19,6 @@ from .trainer import Trainer
 def main() -> int:
     options = _parse()
     keep_freed_memory()
-    signal.signal(signal.SIGTERM, _interrupt)
     output = Path(options.output)
     try:
         config = _config(options)
@@ -27,11 +26,10 @@ def main() -> int:
     except (OSError, ValueError) as error:
         print(f"vorun.train: {error}", file=sys.stderr)
         return 1
-    stopped = False
-    try:
-        trainer.run()
-    except KeyboardInterrupt:
-        stopped = True
+    for number in (signal.SIGINT, signal.SIGTERM):
+        signal.signal(number, lambda *_: trainer.stop())
+    finished = trainer.run()
+    if not finished:
         print(f"stopped at step {trainer.step}; the same command goes on")
     files = write_curves(trainer, output)
     if trainer.best_figures:
@@ -40,7 +38,7 @@ def main() -> int:
         write_card(trainer, report, output, command, options.data)
         files.append(Path(report.path))
     print("wrote " + ", ".join(str(file) for file in files))
-    return 130 if stopped else 0
+    return 0 if finished else 130
 
 
 def keep_freed_memory() -> None:
@@ -55,10 +53,6 @@ def keep_freed_memory() -> None:
     mallopt(mmap_max, 0)
     mallopt(trim_threshold, 2 ** 31 - 1)
     mallopt(top_pad, 256 * 2 ** 20)
-
-
-def _interrupt(*_) -> None:
-    raise KeyboardInterrupt
 
 
 def _config(options: argparse.Namespace) -> Config:

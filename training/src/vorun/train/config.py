@@ -29,8 +29,8 @@ class TrainSettings:
     workers         processes that mix; 0 mixes between the steps
     """
 
-    steps: int = 12000
-    minutes: float = 240.0
+    steps: int = 10000
+    minutes: float = 180.0
     batch: int = 4
     learning_rate: float = 2e-3
     last_learning_rate: float = 2e-5
@@ -40,7 +40,7 @@ class TrainSettings:
     average: float = 0.999
     validate_every: int = 500
     report_every: int = 25
-    threads: int = 1
+    threads: int = 2
     workers: int = 1
     seed: int = 1
     device: str = "auto"

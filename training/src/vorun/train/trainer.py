@@ -9,6 +9,7 @@ from __future__ import annotations
 import copy
 import math
 import os
+import signal
 import time
 from dataclasses import asdict
 from pathlib import Path
@@ -55,7 +56,7 @@ class Trainer:
         self.best_figures: Optional[Figures] = None
         self._optimiser = torch.optim.AdamW(self.network.parameters(), settings.learning_rate,
                                             betas=(0.9, 0.98), weight_decay=settings.weight_decay)
-        self.step, self._elapsed = 0, 0.0
+        self.step, self._elapsed, self._stopping = 0, 0.0, False
         self.curves: list[Row] = []
         self.validations: list[Row] = []
         self._resume()
@@ -77,24 +78,30 @@ class Trainer:
     def minutes(self) -> float:
         return self._elapsed / 60
 
-    def run(self, steps: Optional[int] = None) -> None:
-        """Trains until done, or for so many steps, and saves a checkpoint. So it does after a
-        KeyboardInterrupt, which it passes on.
+    def stop(self) -> None:
+        """Makes run() end after the step that is under way. For signal handlers."""
+        self._stopping = True
+
+    def run(self, steps: Optional[int] = None) -> bool:
+        """Trains until done, or for so many steps, and saves a checkpoint. False if stop() ended it
+        before.
         """
         last = self.config.training.steps if steps is None else self.step + steps
+        last = min(last, self.config.training.steps)
         running: dict[str, float] = {}
-        batches = self._batches(min(last, self.config.training.steps))
-        try:
-            while self.step < last and not self.done:
+        batches = self._batches(last)
+        self._stopping = False
+        while self.step < last and not self.done and not self._stopping:
+            start = time.monotonic()
+            self._take(*next(batches), running)
+            self._elapsed += time.monotonic() - start
+            if self.step % self.config.training.validate_every == 0 or self.done:
                 start = time.monotonic()
-                self._take(*next(batches), running)
+                self._validate()
                 self._elapsed += time.monotonic() - start
-                if self.step % self.config.training.validate_every == 0 or self.done:
-                    self._validate()
-                    self._save()
-        finally:
-            del batches
-            self._save()
+                self._save()
+        self._save()
+        return self.step >= last or self.done
 
     def _take(self, speech: Tensor, noise: Tensor, running: dict[str, float]) -> None:
         """One step."""
@@ -156,7 +163,7 @@ class Trainer:
         settings = self.config.training
         steps = _Steps(self._mixer, settings.batch)
         return iter(DataLoader(steps, batch_size=None, sampler=range(self.step, last),
-                               num_workers=settings.workers,
+                               num_workers=settings.workers, worker_init_fn=_prepare_worker,
                                **({"prefetch_factor": 6} if settings.workers else {})))
 
     def _placed(self, network: nn.Module) -> nn.Module:
@@ -191,6 +198,13 @@ class Trainer:
         self._report(f"goes on at step {self.step}")
 
 
+def _prepare_worker(_) -> None:
+    """A terminal interrupts all processes; the one that trains tells the others when to end."""
+    signal.signal(signal.SIGINT, signal.SIG_IGN)
+    signal.signal(signal.SIGTERM, signal.SIG_DFL)
+    torch.set_num_threads(1)
+
+
 class _Steps(Dataset):
     """The batch of each step."""
 
@@ -198,7 +212,6 @@ class _Steps(Dataset):
         self._mixer, self._size = mixer, size
 
     def __getitem__(self, step: int) -> tuple[np.ndarray, np.ndarray]:
-        torch.set_num_threads(1)
         return tuple(torch.from_numpy(part) for part in self._mixer.batch(step, self._size))
 
 
