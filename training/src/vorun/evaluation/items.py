@@ -24,9 +24,9 @@ TAIL_SECONDS = 0.4
 # Two seconds are for settling, which speexdsp needs; frames that reach into the voice do not count.
 SETTLING_SECONDS = 2.0
 GUARD_SECONDS = 0.05
-# Level of the voice while it speaks, re full scale: no drop of rain is clipped at any ratio, which
-# systems of 16 bits would do.
-SPEECH_DB = -30.0
+# Level of the voice while it speaks, re full scale: as loud as leaves every drop of rain below full
+# scale at -5 dB. Systems of 16 bits would clip it, and speexdsp damages quieter voices more.
+SPEECH_DB = -28.0
 
 
 @dataclass(frozen=True)
