@@ -9,5 +9,7 @@ systems, peers  what is measured: the engine, an ideal mask, and other programs
 measures        what is taken from each file
 steadiness      silence, ten minutes of audio, other host rates
 performance     time, latency, size
+evaluation      one model measured whole
+goals           what a speech denoiser has to reach
 results, tables, pictures, report   what is written of it
 """
