@@ -4,10 +4,11 @@ import numpy as np
 import pytest
 
 from vorun.data.levels import active_level, at_ratio, rms
-from vorun.data.mixing import Mixer, MixSettings
+from vorun.data.mixing import Mixer, MixSettings, _in_host
 from vorun.data.voices import TRAINING, VALIDATION
 
-PLAIN = MixSettings(seconds=1.0, clean_share=0, silent_share=0, level_low=-30, level_high=-30)
+PLAIN = MixSettings(seconds=1.0, clean_share=0, silent_share=0, late_share=0, host_share=0,
+                    level_low=-30, level_high=-30)
 
 
 def test_pauses_do_not_count_in_the_active_level():
@@ -47,8 +48,9 @@ def test_an_item_has_the_level_that_is_set(corpus):
 
 
 def test_no_item_is_beyond_full_scale(corpus):
-    mixer = Mixer(corpus, TRAINING, MixSettings(seconds=1.0, level_low=0, level_high=6))
-    assert max(np.abs(sum(mixer.item(number))).max() for number in range(8)) <= 0.991
+    mixer = Mixer(corpus, TRAINING, MixSettings(seconds=1.0, host_share=0, level_low=0,
+                                              level_high=6))
+    assert max(np.abs(sum(mixer.item(number))).max() for number in range(8)) <= 1.0
 
 
 def test_an_item_depends_on_its_number_and_the_seed_alone(corpus):
@@ -71,3 +73,28 @@ def test_silent_items_hold_noise_alone(corpus):
     mixer = Mixer(corpus, TRAINING, MixSettings(seconds=0.5, silent_share=1.0))
     speech, noise = mixer.item(0)
     assert not speech.any() and rms(noise) > 0
+
+
+def test_late_items_start_with_nothing(corpus):
+    mixer = Mixer(corpus, TRAINING, MixSettings(seconds=0.5, late_share=1.0, host_share=0))
+    starts = [np.flatnonzero(sum(mixer.item(number)))[0] for number in range(6)]
+    assert max(starts) > 2000 and max(starts) <= 12000
+
+
+def test_another_host_rate_is_another_pace_and_an_empty_top():
+    time = np.arange(48000) / 48000
+    low, high = (np.sin(2 * np.pi * hertz * time) for hertz in (1000, 15000))
+    # A stream of 16 kHz looks like one of 32 kHz whose upper half is empty.
+    found = np.abs(np.fft.rfft(_in_host(low + high, 32000, 0.5)))
+    assert np.argmax(found) == 1000 and found[1000] == pytest.approx(16000, rel=1e-6)
+    assert found[8001:].max() < 1e-6
+    # One of 32 kHz looks like one of 64 kHz.
+    found = np.abs(np.fft.rfft(_in_host(low + high, 64000, 0.5)))
+    assert found[1000] == pytest.approx(32000, rel=1e-6) == found[15000]
+
+
+def test_items_of_other_hosts_are_as_long(corpus):
+    mixer = Mixer(corpus, TRAINING, MixSettings(seconds=0.5, host_share=1.0))
+    items = [mixer.item(number) for number in range(12)]
+    assert {len(part) for item in items for part in item} == {24000}
+    assert all(np.isfinite(part).all() for item in items for part in item)

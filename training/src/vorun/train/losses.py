@@ -39,8 +39,8 @@ class LossSettings:
     power: float = 0.3
     magnitude: float = 0.7
     complex: float = 0.3
-    ratio: float = 0.004
-    correlation: float = 0.1
+    ratio: float = 0.006
+    correlation: float = 0.2
     lost: float = 1.0
 
 
