@@ -17,9 +17,9 @@ TEST_FAMILIES = ("rain", "machine", "crowd", "white", "pink")
 FAMILIES: dict[str, dict[str, Family]] = {
     TRAINING: {family.__name__: family for family in (
         coloured, steady.brown, steady.hiss, steady.hum, steady.fan, steady.room_tone,
-        steady.banded, steady.buzz, steady.whine, moving.drifting, moving.tremolo, moving.flutter, moving.swells,
-        moving.siren, events.clicks, events.crackle, events.thumps, events.rustle, events.bubbles,
-        events.alarms, tunes.music)},
+        steady.banded, steady.buzz, steady.whine, moving.drifting, moving.tremolo, moving.flutter,
+        moving.swells, moving.siren, events.clicks, events.crackle, events.thumps, events.rustle,
+        events.bubbles, events.alarms, tunes.music)},
     VALIDATION: {family.__name__: family for family in (
         steady.ventilation, moving.wind, moving.traffic, events.keyboard, events.applause)},
 }
