@@ -24,7 +24,7 @@ PART_PATTERNS = [
     (ACTIVATIONS, r"::activate[A-Z]|::ippsThreshold"),
     (BIAS, r"::repeatRow|::addRowToBins|::SeedRows|::AddBias"),
     (ROWS, r"::ippsCopy|::ippsMove|::ippsZero|::ippsSet|::StoreFrame|::EmptyReleasedRows"
-           r"|::CopyChannels|::repeatValues"),
+           r"|::CopyChannels|::repeatValues|::spreadRows|::transpose|::copyEvery"),
 ]
 
 # The stages of the audio path, each with the family that gives it its colour.
