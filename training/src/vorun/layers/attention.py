@@ -2,14 +2,13 @@
 
 from __future__ import annotations
 
-from typing import Optional
-
 import torch
 import torch.nn.functional as F
 from torch import Tensor, nn
 
 from ..model_file import SelfAttentionRecord
-from .base import Layer, LayerStream, Shape, block, require, require_channels, require_height
+from .base import (Layer, LayerStream, Shape, WindowStream, block, require, require_channels,
+                   require_height)
 
 
 class SelfAttention(Layer):
@@ -67,21 +66,9 @@ class SelfAttention(Layer):
         return scale, self.lookahead
 
 
-class _SelfAttentionStream(LayerStream):
+class _SelfAttentionStream(WindowStream):
     def __init__(self, layer: SelfAttention) -> None:
-        self._layer = layer
-        self.reset()
+        super().__init__(layer, max(layer.window - 1, 0))
 
-    def reset(self) -> None:
-        self._past: Optional[Tensor] = None
-        self._count = 0
-
-    def step(self, *frames: Tensor) -> list[Tensor]:
-        layer, frame = self._layer, frames[0]
-        if self._past is None:
-            before = max(layer.window - 1, 0)
-            self._past = frame.new_zeros(*frame.shape[:2], before, frame.shape[3])
-        rows = torch.cat([self._past, frame], 2)
-        self._past = rows[:, :, 1:]
-        self._count += 1
-        return [layer.attend(rows)] if self._count > layer.lookahead else []
+    def take(self, window: Tensor, index: int) -> list[Tensor]:
+        return [self._layer.attend(window)] if index >= self._layer.lookahead else []

@@ -14,7 +14,7 @@ sequence comes out shorter, and nothing has to be shifted back.
 from __future__ import annotations
 
 from fractions import Fraction
-from typing import Callable, NamedTuple
+from typing import Any, Callable, NamedTuple, Optional
 
 import torch
 from torch import Tensor, nn
@@ -56,6 +56,32 @@ class FrameFunction(LayerStream):
 
     def step(self, *frames: Tensor) -> list[Tensor]:
         return [self._function(*frames)]
+
+
+class WindowStream(LayerStream):
+    """The stream of a layer that sees each frame with some before it, silence before the first."""
+
+    def __init__(self, layer: Any, before: int) -> None:
+        self._layer = layer
+        self._before = before
+        self.reset()
+
+    def reset(self) -> None:
+        self._past: Optional[Tensor] = None
+        self._count = 0
+
+    def step(self, *frames: Tensor) -> list[Tensor]:
+        frame = frames[0]
+        if self._past is None:
+            self._past = frame.new_zeros(*frame.shape[:2], self._before, frame.shape[3])
+        window = torch.cat([self._past, frame], 2)
+        self._past = window[:, :, 1:]
+        self._count += 1
+        return self.take(window, self._count - 1)
+
+    def take(self, window: Tensor, index: int) -> list[Tensor]:
+        """The frames that come out for frame number `index`, the last one of the window."""
+        raise NotImplementedError
 
 
 class Layer(nn.Module):

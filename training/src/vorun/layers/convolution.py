@@ -12,7 +12,8 @@ import torch.nn.functional as F
 from torch import Tensor, nn
 
 from ..model_file import ConvRecord
-from .base import Layer, LayerStream, Shape, block, require, require_channels
+from .base import (Layer, LayerStream, Shape, WindowStream, block, require,
+                   require_channels)
 
 
 class Conv(Layer):
@@ -117,28 +118,17 @@ class DepthwiseConv(Conv):
         super().__init__(channels, channels, kernel, depthwise=channels > 1, **options)
 
 
-class _ConvStream(LayerStream):
+class _ConvStream(WindowStream):
     ticks = True
 
     def __init__(self, layer: Conv) -> None:
-        self._layer = layer
-        self.reset()
+        super().__init__(layer, layer.history)
 
-    def reset(self) -> None:
-        self._past: Optional[Tensor] = None
-        self._count = 0
-
-    def step(self, *frames: Tensor) -> list[Tensor]:
-        layer, frame = self._layer, frames[0]
-        if self._past is None:
-            self._past = frame.new_zeros(*frame.shape[:2], layer.history, frame.shape[3])
-        window = torch.cat([self._past, frame], 2)
-        self._past = window[:, :, 1:]
-        since_first = self._count - layer.lookahead
-        self._count += 1
-        if since_first < 0 or since_first % layer.time_stride:
+    def take(self, window: Tensor, index: int) -> list[Tensor]:
+        since_first = index - self._layer.lookahead
+        if since_first < 0 or since_first % self._layer.time_stride:
             return []
-        return [layer.convolve(window)]
+        return [self._layer.convolve(window)]
 
 
 def height_padding(height: int, kernel: int, stride: int) -> tuple[int, int]:

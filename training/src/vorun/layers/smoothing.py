@@ -2,14 +2,14 @@
 
 from __future__ import annotations
 
-from typing import Optional, Sequence
+from typing import Sequence
 
 import torch
 import torch.nn.functional as F
 from torch import Tensor, nn
 
 from ..model_file import SeparableChannelConvRecord
-from .base import Layer, LayerStream, block, require
+from .base import Layer, LayerStream, WindowStream, block, require
 
 
 class SeparableChannelConv(Layer):
@@ -68,21 +68,9 @@ class SeparableChannelConv(Layer):
                                           block(self.height_kernel))
 
 
-class _SmoothingStream(LayerStream):
+class _SmoothingStream(WindowStream):
     def __init__(self, layer: SeparableChannelConv) -> None:
-        self._layer = layer
-        self.reset()
+        super().__init__(layer, len(layer.time_kernel) - 1)
 
-    def reset(self) -> None:
-        self._past: Optional[Tensor] = None
-        self._count = 0
-
-    def step(self, *frames: Tensor) -> list[Tensor]:
-        layer, frame = self._layer, frames[0]
-        if self._past is None:
-            before = len(layer.time_kernel) - 1
-            self._past = frame.new_zeros(*frame.shape[:2], before, frame.shape[3])
-        rows = torch.cat([self._past, frame], 2)
-        self._past = rows[:, :, 1:]
-        self._count += 1
-        return [layer.smooth(rows)] if self._count > layer.warm_up else []
+    def take(self, window: Tensor, index: int) -> list[Tensor]:
+        return [self._layer.smooth(window)] if index >= self._layer.warm_up else []
