@@ -243,6 +243,26 @@ TEST_P(FusedForms, ChannelsEqualTheChain) {
     }
 }
 
+TEST_P(FusedForms, NarrowChannelsOfManyBinsEqualTheChain) {
+    std::uint32_t seed = 1;
+    for (std::int32_t channels = 1; channels <= 17; ++channels) {
+        for (const std::int32_t bins : {4, 7, 8, 15, 16, 17, 31, 33, 100}) {
+            // Up to more weights than are repeated.
+            for (const std::int32_t run : {1, 3, 40}) {
+                const Shape shape{2, run, bins, channels, channels, 0, bins % 3, bins % 2 == 0};
+                const std::int64_t weights = run * (channels + shape.weightGap);
+                Plane fused(shape, run * channels, weights, ++seed);
+                Plane chain(shape, run * channels, weights, seed);
+                ASSERT_EQ(addChannelProducts(fused.product), 0);
+                addChannelsOneByOne(chain.product);
+                ASSERT_TRUE(sameBits(fused.output(), chain.output()))
+                    << bins << " bins, " << channels << " channels, run " << run;
+                ASSERT_TRUE(fused.isIntact());
+            }
+        }
+    }
+}
+
 /// Ordinary levels, every sign and size, and what is no number.
 std::vector<float> levels(std::size_t count) {
     std::vector<float> values;
