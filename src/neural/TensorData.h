@@ -20,6 +20,12 @@ class TensorData {
     TensorData(const TensorData&) = delete;
     TensorData& operator=(const TensorData&) = delete;
 
+    /** The most elements that any block can hold: its bytes, and those of its alignment, in 31
+     * bits.
+     */
+    static constexpr std::int32_t largestCapacity =
+        (0x7FFFFFFF - 72) / static_cast<std::int32_t>(sizeof(T));
+
     /** Number of elements that the block holds. */
     std::int32_t capacity() const { return capacity_; }
     /** Null where the capacity is below 1. */

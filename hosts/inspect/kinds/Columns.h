@@ -19,7 +19,7 @@ inline std::int64_t columnChannels(std::int64_t outChannels, std::int64_t run) {
 }
 
 /** The engine does without columns where a block of memory cannot hold them. */
-inline constexpr std::int64_t mostColumnValues = mostValues / 4;
+inline constexpr std::int64_t mostColumnValues = (mostValues - 72) / 4;
 
 /** Whether there are enough bins for that. */
 inline bool hasColumnsFor(std::int64_t bins) {

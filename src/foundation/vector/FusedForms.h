@@ -14,9 +14,8 @@ namespace vorun {
 /// A matrix of sums over several rows of input. For each bin b and channel c, first over the taps
 /// t, then over the elements i of a run:
 ///
-///   out[b * outStride + c] += rows[t][b * binStride + i] * weights[t * tapStride + i *
-///   weightStride
-///   + c]
+///   out[b * outStride + c] +=
+///       rows[t][b * binStride + i] * weights[t * tapStride + i * weightStride + c]
 ///
 /// With a `start`, sums begin at start[c] and not at what stands in `out`. The first bin goes
 /// without the first `lead` elements of each run, the last one without the last `trail`; with a
@@ -39,7 +38,7 @@ struct RunProducts {
     std::int32_t run;
     std::int32_t bins;
     std::int32_t channels;
-    /// Below `run`, and the lead at most binStride. One bin has not both.
+    /// Below `run`. One bin has not both; the lead of several is at most binStride.
     std::int32_t lead;
     std::int32_t trail;
 };

@@ -48,13 +48,15 @@ void ColumnSums<T>::Start(std::int32_t height) {
     reach_ = {sizes_.height, sizes_.heightStride, height};
     const auto outHeight = static_cast<std::int32_t>(reach_.outHeight());
     // As many as a block can hold; the ring may still fit where these sums do not.
-    constexpr std::int64_t most = std::numeric_limits<std::int32_t>::max() / sizeof(T);
+    constexpr std::int64_t most = TensorData<T>::largestCapacity;
     if (channels_ == 0 || ChannelsOf(outHeight) == 0 ||
         HistoryLength() > most / (std::int64_t{channels_} * outHeight) ||
         !columns_.Resize(height, sizes_.inChannels, sizes_.heightStride)) {
         return;
     }
     sums_.Resize({static_cast<std::int32_t>(HistoryLength()), channels_, outHeight});
+    // Touches the block's pages now, as the ring does, and not in the frames to come.
+    sums_.Zero();
     Reset();
 }
 
@@ -121,14 +123,16 @@ void ColumnSums<T>::AddSilence() {
 template <class T>
 void ColumnSums<T>::AddColumns(const Part& part) {
     const IndexRange whole = reach_.binsInside();
-    for (std::int64_t bin = 0; bin < reach_.outHeight(); ++bin) {
-        if (bin == whole.begin && !whole.isEmpty()) {
-            AddProducts(part, whole, {0, sizes_.height});
-            bin = whole.end - 1;
-        } else {
+    const auto addOneByOne = [&](std::int64_t begin, std::int64_t end) {
+        for (std::int64_t bin = begin; bin < end; ++bin) {
             AddProducts(part, {bin, bin + 1}, reach_.kernelBinsInside(bin));
         }
+    };
+    addOneByOne(0, whole.begin);
+    if (!whole.isEmpty()) {
+        AddProducts(part, whole, {0, sizes_.height});
     }
+    addOneByOne(whole.end, reach_.outHeight());
 }
 
 template <class T>

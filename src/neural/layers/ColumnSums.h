@@ -29,10 +29,11 @@ class ColumnSums {
     ColumnSums(const Tensor<T>& weights, const Tensor<T>& bias, const Sizes& sizes,
                std::int32_t timeDilation);
 
-    /** For frames of `height` bins; stays inactive if there are no channels for it. */
+    /** For frames of `height` bins; stays inactive without channels or memory for it. */
     void Start(std::int32_t height);
     /** Until Start() or Reset(): the sums would lack a frame. */
     void Stop() { isActive_ = false; }
+    /** After silence; sums that were stopped go on. */
     void Reset();
     /** Output channels that are summed here, the last ones; 0 while there are none. */
     std::int32_t channels() const { return isActive_ ? channels_ : 0; }

@@ -6,6 +6,7 @@
 #include "foundation/vector/FusedForms.h"
 
 namespace vorun {
+
 template <class T>
 ConvKernel<T>::ConvKernel(const Tensor<T>& weights, const Tensor<T>& bias, const Sizes& sizes)
     : sizes_(sizes), weights_(weights), bias_(bias) {

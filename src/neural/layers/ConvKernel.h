@@ -26,7 +26,7 @@ class ConvKernel {
         std::int32_t outChannels = 0;
         std::int32_t heightStride = 1;
     };
-    /** The frames that the kernel meets, and where the sums go. */
+    /** The size of the rows that the kernel meets, and where the sums go. */
     struct Plane {
         std::int32_t height;
         std::int32_t rowChannels;

@@ -210,7 +210,8 @@ void ConvLayer<T>::CheckChannels(bool isDepthwise) const {
 template <class T>
 void ConvLayer<T>::SetRows() {
     const std::int64_t rowStride = std::int64_t{history_.dim(1)} * history_.dim(2);
-    for (std::int32_t tap = 0; weights_.volume() > 0 && tap < kernelFrames_; ++tap) {
+    const std::int32_t taps = weights_.volume() > 0 ? kernelFrames_ : 0;
+    for (std::int32_t tap = 0; tap < taps; ++tap) {
         const std::int64_t row =
             (std::int64_t{tap} * timeDilation_ + frameCounter_ + 1) % historyLength_;
         kernel_.SetRow(tap, history_.readData() + row * rowStride);

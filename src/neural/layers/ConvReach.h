@@ -10,7 +10,6 @@ struct IndexRange {
     std::int64_t begin;
     std::int64_t end;
 
-    bool operator==(const IndexRange& other) const = default;
     bool isEmpty() const { return begin >= end; }
     std::int64_t size() const { return isEmpty() ? 0 : end - begin; }
 };

@@ -1,7 +1,5 @@
 #include "neural/layers/FrameColumns.h"
 
-#include <limits>
-
 #include "foundation/vector/CheckedCall.h"
 #include "foundation/vector/FusedForms.h"
 
@@ -11,7 +9,7 @@ template <class T>
 bool FrameColumns<T>::Resize(std::int32_t height, std::int32_t channels, std::int32_t binsAsOne) {
     // What sums over columns read behind the last bin.
     constexpr std::int64_t readBeyond = 15;
-    constexpr std::int64_t most = std::numeric_limits<std::int32_t>::max() / sizeof(T);
+    constexpr std::int64_t most = TensorData<T>::largestCapacity;
     const std::int64_t count = std::int64_t{channels} * binsAsOne;
     const std::int64_t pitch = (std::int64_t{height} - 1) / binsAsOne + 1 + readBeyond;
     if (count > most / pitch) {

@@ -8,7 +8,7 @@ namespace vorun {
 
 /**
  * How many of a layer's output channels, the last ones, are better summed with bins side by side
- * in a register: those that a register of channels would leave mostly empty. `run` counts the
+ * in a register: those that would leave lanes of a register of channels empty. `run` counts the
  * products of a sum over one frame; with few of them, what it takes to store and load the sums
  * outweighs some empty lanes. The same on every processor, so that a model takes the same memory
  * everywhere.
@@ -31,9 +31,12 @@ class FrameColumns {
   public:
     /** Sizes it for frames of `height` bins of `channels` values; false if that is too large. */
     bool Resize(std::int32_t height, std::int32_t channels, std::int32_t binsAsOne);
+    /** Takes over a frame of that size. */
     void Turn(const T* frame);
+    /** All columns zero. */
     void Clear() { columns_.Zero(); }
 
+    /** Columns: the values of as many bins as count as one. */
     std::int32_t count() const { return columns_.dim(0); }
     /** Values from one column to the next. */
     std::int32_t pitch() const { return columns_.dim(1); }

@@ -77,7 +77,7 @@ void TransposedKernel<T>::AddFrame(const T* frame, std::int32_t height, const Ro
     }
 }
 
-/** The first frame fixes the height for which there are columns. */
+/** The first frame of enough bins fixes the height for which there are columns. */
 template <class T>
 bool TransposedKernel<T>::PrepareColumns(std::int32_t height, const Rows& rows) {
     if (narrowChannels_ == 0 || NarrowChannels(height) == 0) {
@@ -104,6 +104,7 @@ void TransposedKernel<T>::ForEachStretch(std::int32_t phase, std::int32_t height
     const std::int64_t first = std::max<std::int64_t>(0, floorDivide(-start + stride - 1, stride));
     const std::int64_t end =
         std::min(height + reach, floorDivide(outHeight - 1 - start, stride) + 1);
+    // One bin lacks one end at most where the input has room for the whole kernel.
     const std::int64_t joined = ends == Ends::joined && reach > 0 && reach < height ? 1 : 0;
     for (std::int64_t last = first; last < end;) {
         const std::int64_t from = std::max<std::int64_t>(0, last - reach);
