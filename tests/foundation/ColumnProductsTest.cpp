@@ -2,13 +2,13 @@
 // same variant.
 #include <algorithm>
 #include <cstdint>
-#include <cstring>
 #include <gtest/gtest.h>
 #include <limits>
 #include <optional>
 #include <random>
 #include <vector>
 
+#include "FloatBits.h"
 #include "GuardedArray.h"
 #include "VectorVariant.h"
 #include "foundation/vector/FusedForms.h"
@@ -18,10 +18,6 @@ namespace vorun {
 namespace {
 
 VORUN_VECTOR_SUITE(ColumnForms);
-
-std::size_t sizeOf(std::int64_t count) {
-    return static_cast<std::size_t>(count);
-}
 
 struct Shape {
     std::int32_t columnCount;
@@ -95,10 +91,6 @@ class Plane {
     std::optional<GuardedArray<float>> out_;
     std::vector<float*> rows_;
 };
-
-bool sameBits(const std::vector<float>& a, const std::vector<float>& b) {
-    return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(float)) == 0;
-}
 
 void expectEqualsTheChain(const Shape& shape, std::uint32_t seed) {
     Plane fused(shape, seed);

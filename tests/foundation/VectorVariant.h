@@ -7,14 +7,17 @@
 
 namespace vorun {
 
+/// For the set-up of a test that runs at one index.
+inline void forceIndexOrSkip(int index) {
+    if (!dispatch::forceIndex(index)) {
+        GTEST_SKIP() << "This processor cannot run dispatch index " << index;
+    }
+}
+
 /// Runs each test once for every dispatch index; what this processor lacks is reported as skipped.
 class VectorVariant : public testing::TestWithParam<int> {
   protected:
-    void SetUp() override {
-        if (!dispatch::forceIndex(GetParam())) {
-            GTEST_SKIP() << "This processor cannot run dispatch index " << GetParam();
-        }
-    }
+    void SetUp() override { forceIndexOrSkip(GetParam()); }
     void TearDown() override { dispatch::forceIndex(dispatch::undetectedIndex); }
 };
 

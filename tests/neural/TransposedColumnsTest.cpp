@@ -26,11 +26,7 @@ using writer::TransposedConvRecord;
 
 class TransposedColumns : public TransposedLayerTest, public testing::WithParamInterface<int> {
   protected:
-    void SetUp() override {
-        if (!dispatch::forceIndex(GetParam())) {
-            GTEST_SKIP() << "This processor cannot run dispatch index " << GetParam();
-        }
-    }
+    void SetUp() override { forceIndexOrSkip(GetParam()); }
     void TearDown() override { dispatch::forceIndex(dispatch::undetectedIndex); }
 
     /** One call of random values; what happens must be what the ring says. */

@@ -224,15 +224,21 @@ TEST_P(BusRows, ShapingMayBeDoneInPlace) {
     }
 }
 
+/// One to four buses of every kind.
+std::vector<ComplexSignal32> busesOf(std::int32_t bins, std::uint32_t seed) {
+    std::vector<ComplexSignal32> buses;
+    for (std::uint32_t i = 0; i <= seed % 4; ++i) {
+        buses.push_back(
+            spectrumOf(kinds[(seed / 3 + i) % std::size(kinds)], 1, bins, 10 * seed + i));
+    }
+    return buses;
+}
+
 TEST_P(BusRows, MaskMixIsTheChainOfOperationsOnSignals) {
     for (const std::int32_t bins : rowLengths) {
         for (std::uint32_t seed = 0; seed < 15; ++seed) {
             SCOPED_TRACE(testing::Message() << bins << " bins, seed " << seed);
-            std::vector<ComplexSignal32> buses;
-            for (std::uint32_t i = 0; i <= seed % 4; ++i) {
-                buses.push_back(
-                    spectrumOf(kinds[(seed / 3 + i) % std::size(kinds)], 1, bins, 10 * seed + i));
-            }
+            const std::vector<ComplexSignal32> buses = busesOf(bins, seed);
             const Values values = valuesFor(buses.size(), seed);
             expectSameBits(mixedByRows(buses, values, nullptr),
                            mixedByChain(buses, values, nullptr));
@@ -244,11 +250,7 @@ TEST_P(BusRows, SpectrumMixIsTheChainOfOperationsOnSignals) {
     for (const std::int32_t bins : rowLengths) {
         for (std::uint32_t seed = 0; seed < 15; ++seed) {
             SCOPED_TRACE(testing::Message() << bins << " bins, seed " << seed);
-            std::vector<ComplexSignal32> buses;
-            for (std::uint32_t i = 0; i <= seed % 4; ++i) {
-                buses.push_back(
-                    spectrumOf(kinds[(seed / 3 + i) % std::size(kinds)], 1, bins, 10 * seed + i));
-            }
+            const std::vector<ComplexSignal32> buses = busesOf(bins, seed);
             const ComplexSignal32 dry = spectrumOf(kinds[seed % std::size(kinds)], 1, bins, 99);
             const Values values = valuesFor(buses.size(), seed);
             expectSameBits(mixedByRows(buses, values, &dry), mixedByChain(buses, values, &dry));
