@@ -20,6 +20,8 @@ import tables
 FEWEST_SAMPLES = 2000
 # More than that without a stage, and the functions have other names than stages.py knows.
 MOST_REST = 0.05
+# Of samples without a call of the engine, over those with one: what the driver does by itself.
+MOST_OUTSIDE = 0.1
 
 
 class Run:
@@ -32,6 +34,9 @@ class Run:
         count = sum(self.samples.values())
         if count < FEWEST_SAMPLES:
             sys.exit(f"report: only {count} samples of {name}, too few to tell shares")
+        if outside > MOST_OUTSIDE * count:
+            sys.exit(f"report: {outside} samples of {name} show no call of the engine beside "
+                     f"{count} that do: are their stacks cut short?")
         framed = json.loads((data / f"{name}.framed.json").read_text())
         cost = framed["median_us"] / self.times["median_us"] - 1
         print(f"{name}: {count} samples and {outside} outside the engine; "
@@ -50,13 +55,14 @@ class Run:
         return stages.shares_of(self.samples, stages.audio_stage)
 
     def inner_shares(self):
-        """{(layer, part): share} of the audio path's network, as shares of the whole path."""
+        """{(block, part): share} of the audio path's network, as shares of the whole path."""
         whole = sum(self.samples.values())
         shares = Counter()
         for sample, count in self.samples.items():
             if stages.audio_stage(sample) == stages.NETWORK:
                 name, part = stages.network_stage(sample, self.graph)
-                shares["input and output" if name == stages.HOST else name, part] += count / whole
+                block = "input and output" if name == stages.HOST else stages.block_of(name)
+                shares[block, part] += count / whole
         return shares
 
     def hop_us(self):
@@ -82,11 +88,11 @@ def machine_line():
 def draw(runs, image):
     columns = [[(f"Network {name}: {runs[name].times['median_us']:.0f} µs a frame",
                  picture.network_rows(runs[name].layer_shares())) for name in "AB"]]
-    gate = runs["gate"]
-    inner = gate.inner_shares()
-    columns.append([(f"The audio path at 48 kHz: {gate.hop_us():.1f} µs a hop",
-                     picture.audio_rows(gate.stage_shares(), inner)),
-                    ("The network in it, by layer", picture.network_rows(inner))])
+    speech = runs["speech"]
+    inner = speech.inner_shares()
+    columns.append([(f"The audio path at 48 kHz: {speech.hop_us():.1f} µs a hop",
+                     picture.audio_rows(speech.stage_shares(), inner)),
+                    ("The network in it, by block", picture.network_rows(inner))])
     picture.draw(image, columns)
 
 
@@ -104,23 +110,23 @@ def main():
     if len(sys.argv) != 4:
         sys.exit(__doc__)
     data, document, image = (Path(argument) for argument in sys.argv[1:])
-    runs = {name: Run(data, name) for name in ("A", "B", "gate")}
-    gate = runs["gate"]
+    runs = {name: Run(data, name) for name in ("A", "B", "speech")}
+    speech = runs["speech"]
     limits, chain = benchmarks_of(data / "limits.json"), benchmarks_of(data / "chain.json")
     peak = tables.peak_flops(limits, tables.measured_sets(limits)[-1][0])
     networks = {name: (runs[name].layer_shares(), runs[name].times) for name in "AB"}
 
     for name, (shares, _) in networks.items():
         warn_of_rest(f"network {name}", tables.summed(shares, 1)[stages.REST])
-    warn_of_rest("audio path", gate.stage_shares()[stages.REST])
+    warn_of_rest("audio path", speech.stage_shares()[stages.REST])
     draw(runs, image)
     replace_tables(document, {
         "machine": machine_line(),
         "network A": tables.layers_table(*networks["A"], peak),
         "network B": tables.layers_table(*networks["B"], peak),
         "losses": tables.losses_table(networks, peak),
-        "audio path": tables.audio_table(gate.stage_shares(), gate.hop_us()),
-        "layers of the model": tables.model_table(gate.inner_shares(), gate.hop_us()),
+        "audio path": tables.audio_table(speech.stage_shares(), speech.hop_us()),
+        "blocks of the model": tables.model_table(speech.inner_shares(), speech.hop_us()),
         "multiply-adds": tables.multiply_adds_table(limits, chain),
         "bandwidths": tables.bandwidths_table(limits),
         "calls": tables.calls_table({

@@ -124,6 +124,14 @@ class Graph:
         return HOST if layer in ("input", "output") else self.names[layer]
 
 
+def block_of(layer):
+    """Of a model from PyTorch, whose layers are named by their place in a tree of modules:
+    'past.0.mix.0' belongs to 'past.0', 'down1.0' to 'down1', and 'arithmetic#3' to all of its kind.
+    """
+    modules = layer.partition("#")[0].split(".")
+    return ".".join(modules[:2] if len(modules) > 2 else modules[:1])
+
+
 def network_stage(sample, graph):
     """The row and the part of it to which a sample inside a network belongs."""
     calls, inner = [], None

@@ -100,7 +100,7 @@ def audio_table(shares, hop_us):
 def model_table(shares, hop_us):
     rows = [[name, percent(share), f"{share * hop_us:.2f}", *parts_of(shares, name)]
             for name, share in summed(shares, 0).most_common()]
-    return table(["Layer", "Time", "µs a hop", *PART_HEADS], rows)
+    return table(["Block", "Time", "µs a hop", *PART_HEADS], rows)
 
 
 def measured_sets(limits):

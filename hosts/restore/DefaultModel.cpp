@@ -9,7 +9,7 @@ namespace vorun::restore {
 
 std::string defaultModel() {
     namespace fs = std::filesystem;
-    const char* const name = "gate.vorun";
+    const char* const name = "speech.vorun";
     std::error_code error;
     const fs::path program = fs::read_symlink("/proc/self/exe", error);
     for (const char* const folder : {VORUN_INSTALLED_MODELS, VORUN_BUILT_MODELS}) {

@@ -25,7 +25,7 @@ Path = Union[str, os.PathLike]
 class Processor:
     """A stream of audio, restored.
 
-        processor = Processor("gate.vorun", channels=2, sample_rate=44100)
+        processor = Processor("speech.vorun", channels=2, sample_rate=44100)
         processor.set_residual_level(-20)
         clean = processor.restore(noisy)       # [2, samples], as long as noisy and aligned with it
 

@@ -10,7 +10,7 @@ from .results import UNPROCESSED
 
 JUDGED_RATIOS = (0, 5, 10)
 _GAIN_DB = {0: 8.0, 5: 7.5, 10: 6.5}
-_LEAST_GAIN_DB = {0: 6.5, 5: 6.0, 10: 5.5}
+LEAST_GAIN_DB = {0: 6.5, 5: 6.0, 10: 5.5}
 _LESS_NOISE_DB = 12.0
 _CLEAN_DB = 30.0
 _CLEAN_STOI = 0.995
@@ -41,7 +41,7 @@ def verdicts(evaluation: Evaluation) -> list[Verdict]:
 def _gains(evaluation: Evaluation) -> Iterator[Verdict]:
     for ratio in _present_ratios(evaluation):
         gain = evaluation.results.si_sdr_gain(evaluation.model, ratio)
-        goal, least = _GAIN_DB[ratio], _LEAST_GAIN_DB[ratio]
+        goal, least = _GAIN_DB[ratio], LEAST_GAIN_DB[ratio]
         told = f"{gain:.1f} dB" + (", less than may ship" if gain < least else "")
         yield Verdict(f"SI-SDR gain at {ratio} dB", f"{goal:g} dB, at least {least:g}", told,
                       gain >= goal)

@@ -40,8 +40,8 @@ class LossSettings:
     magnitude: float = 0.7
     complex: float = 0.3
     ratio: float = 0.006
-    correlation: float = 0.2
-    lost: float = 1.0
+    correlation: float = 0.4
+    lost: float = 1.5
 
 
 def total_loss(mask: Tensor, mixture: Tensor, speech: Tensor,

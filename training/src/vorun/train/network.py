@@ -52,7 +52,7 @@ class NetworkSettings:
     dense_after: Sequence[int] = (2, 5)
     level_frames: int = 192
     level_time_constant: float = 60.0
-    floor_db: float = -24.0
+    floor_db: float = -18.0
 
     @property
     def floor(self) -> float:
