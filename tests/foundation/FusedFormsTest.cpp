@@ -106,7 +106,7 @@ TEST_P(FusedForms, SoftplusEqualsItsChain) {
                                    });
 }
 
-TEST_P(FusedForms, RowsAreRepeatedAndAddedForEachBin) {
+TEST_P(FusedForms, RowsAreRepeatedAddedAndMultipliedForEachBin) {
     for (std::int32_t length = 1; length <= 40; ++length) {
         for (const std::int32_t bins : {1, 2, 3, 4, 5, 7, 8, 9, 15, 16, 17, 40}) {
             GuardedArray<float> row(sizeOf(length), sizeOf(length) % 16);
@@ -123,9 +123,16 @@ TEST_P(FusedForms, RowsAreRepeatedAndAddedForEachBin) {
                 ASSERT_TRUE(sameFloat(sums[i], row[i % row.size()] + out[i]))
                     << length << ", " << bins;
             }
+            const std::vector<float> before(out.data(), out.data() + out.size());
             ASSERT_EQ(addRowToBins(row.data(), length, out.data(), out.data(), bins), 0);
             for (std::size_t i = 0; i < out.size(); ++i) {
                 ASSERT_TRUE(sameFloat(sums[i], out[i])) << "in place";
+            }
+            out.assign(before);
+            ASSERT_EQ(multiplyBinsByRow(row.data(), length, out.data(), out.data(), bins), 0);
+            for (std::size_t i = 0; i < out.size(); ++i) {
+                ASSERT_TRUE(sameFloat(out[i], before[i] * row[i % row.size()]))
+                    << length << ", " << bins;
             }
             ASSERT_TRUE(row.isIntact() && out.isIntact() && sums.isIntact());
         }

@@ -61,6 +61,27 @@ TEST_F(NormLayerTest, SeveralFramesGoOutAsOneTensorOfTheSameShape) {
     EXPECT_THAT(recorder_.shapes, ElementsAre(Shape({2, 2, 1})));
 }
 
+TEST_F(NormLayerTest, EveryBinOfATallFrameIsTreatedAlike) {
+    for (const std::int32_t channels : {1, 3, 20}) {
+        TensorBlock offset{{channels}, {}};
+        TensorBlock scale{{channels}, {}};
+        for (std::int32_t c = 0; c < channels; ++c) {
+            offset.values.push_back(0.3F * static_cast<float>(c) - 1.1F);
+            scale.values.push_back(1.7F - 0.1F * static_cast<float>(c));
+        }
+        loadNorm(offset, scale);
+        std::vector<float> in;
+        std::vector<float> expected;
+        for (std::int32_t i = 0; i < 37 * channels; ++i) {
+            const auto channel = static_cast<std::size_t>(i % channels);
+            in.push_back(0.01F * static_cast<float>(i) - 0.7F);
+            const float product = in.back() * scale.values[channel];
+            expected.push_back(product + offset.values[channel]);
+        }
+        EXPECT_EQ(run({1, 37, channels}, in), expected) << channels;
+    }
+}
+
 TEST_F(NormLayerTest, TwoFramesAtOnceGiveWhatTheyGiveOneByOne) {
     loadNorm({{2}, {0.1F, 0.2F}}, {{2}, {0.3F, 0.7F}});
     std::vector<float> oneByOne = run({1, 1, 2}, {0.9F, -1.1F});

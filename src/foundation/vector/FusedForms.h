@@ -102,6 +102,10 @@ IppStatus repeatRow(const float* pSrc, std::int32_t len, float* pDst, std::int32
 IppStatus addRowToBins(const float* pSrc, std::int32_t len, const float* pSrcBins, float* pDst,
                        std::int32_t bins);
 
+/// The same with ippsMul_32f.
+IppStatus multiplyBinsByRow(const float* pSrc, std::int32_t len, const float* pSrcBins, float* pDst,
+                            std::int32_t bins);
+
 /// Copies `bins` rows of `len` floats to rows that lie `dstStride` floats apart; no array overlaps.
 IppStatus spreadRows(const float* pSrc, std::int32_t len, float* pDst, std::int64_t dstStride,
                      std::int32_t bins);

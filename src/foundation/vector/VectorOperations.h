@@ -58,6 +58,10 @@
       (const float* pSrc, std::int32_t len, const float* pSrcBins, float* pDst,                   \
        std::int32_t bins),                                                                        \
       (pSrc, len, pSrcBins, pDst, bins), checkArrays(std::min(len, bins), pSrc, pSrcBins, pDst))  \
+    X(multiplyBinsByRow,                                                                          \
+      (const float* pSrc, std::int32_t len, const float* pSrcBins, float* pDst,                   \
+       std::int32_t bins),                                                                        \
+      (pSrc, len, pSrcBins, pDst, bins), checkArrays(std::min(len, bins), pSrc, pSrcBins, pDst))  \
     X(hypotRow, (const Ipp32fc* pSrc, float* pDst, std::int32_t len), (pSrc, pDst, len),          \
       checkArrays(len, pSrc, pDst))                                                               \
     VORUN_VECTOR_ACTIVATIONS(X)

@@ -3,6 +3,7 @@
 #include <stdexcept>
 
 #include "foundation/vector/CheckedCall.h"
+#include "foundation/vector/FusedForms.h"
 #include "neural/ModelReader.h"
 #include "neural/TensorReader.h"
 
@@ -22,15 +23,13 @@ bool NormLayer<T>::AddTensor(const Tensor<T>& input, const BaseLayer<T>* /*sourc
     if (shape.hasValues()) {
         RequireValues(shape);
         const std::int32_t channels = shape.channels;
-        const std::int64_t count = std::int64_t{shape.frames} * shape.frameVolume;
-        for (std::int64_t row = 0; row < count; row += channels) {
-            const T* inRow = input.readData() + row;
-            T* outRow = output_.data() + row;
-            checkedCall(channels,
-                        [&] { return ippsMul_32f(inRow, scale_.readData(), outRow, channels); });
-            checkedCall(channels,
-                        [&] { return ippsAdd_32f(outRow, offset_.readData(), outRow, channels); });
-        }
+        const std::int32_t bins = shape.frames * shape.height;
+        T* const out = output_.data();
+        checkedCall(bins, [&] {
+            return multiplyBinsByRow(scale_.readData(), channels, input.readData(), out, bins);
+        });
+        checkedCall(bins,
+                    [&] { return addRowToBins(offset_.readData(), channels, out, out, bins); });
     }
     return this->PropagateToConsumers(output_, this);
 }

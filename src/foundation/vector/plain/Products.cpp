@@ -59,6 +59,14 @@ IppStatus addRowToBins(const float* pSrc, std::int32_t len, const float* pSrcBin
     return ippStsNoErr;
 }
 
+IppStatus multiplyBinsByRow(const float* pSrc, std::int32_t len, const float* pSrcBins, float* pDst,
+                            std::int32_t bins) {
+    for (std::int64_t bin = 0; bin < bins; ++bin) {
+        plain::ippsMul_32f(pSrcBins + bin * len, pSrc, pDst + bin * len, len);
+    }
+    return ippStsNoErr;
+}
+
 IppStatus addChannelProducts(const ChannelProducts& product) {
     startSums(product);
     for (std::int32_t t = 0; t < product.taps; ++t) {
