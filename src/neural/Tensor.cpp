@@ -42,7 +42,9 @@ std::int32_t checkedVolume(std::span<const std::int32_t> shape) {
 
 template <class T>
 Tensor<T>::Tensor(std::vector<std::int32_t> shape)
-    : storage_(std::make_shared<TensorData<T>>(checkedVolume(shape))), shape_(std::move(shape)) {}
+    : storage_(std::make_shared<TensorData<T>>(checkedVolume(shape))),
+      shape_(std::move(shape)),
+      volume_(storage_->capacity()) {}
 
 template <class T>
 Tensor<T> Tensor<T>::fromFileShape(std::vector<std::int32_t> shape) {
@@ -52,6 +54,7 @@ Tensor<T> Tensor<T>::fromFileShape(std::vector<std::int32_t> shape) {
         tensor.storage_ = std::make_shared<TensorData<T>>(volume);
     }
     tensor.shape_ = std::move(shape);
+    tensor.volume_ = volume;
     return tensor;
 }
 
@@ -62,13 +65,11 @@ void Tensor<T>::Resize(std::span<const std::int32_t> shape) {
         storage_ = std::make_shared<TensorData<T>>(volume);
     }
     shape_.assign(shape.begin(), shape.end());
+    volume_ = volume;
 }
 
 template <class T>
-void Tensor<T>::MakeUnique() {
-    if (useCount() < 2) {
-        return;
-    }
+void Tensor<T>::Clone() {
     auto clone = std::make_shared<TensorData<T>>(storage_->capacity());
     copySamples<T>(storage_->data(), clone->data(), storage_->capacity());
     storage_ = std::move(clone);

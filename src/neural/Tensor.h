@@ -52,10 +52,17 @@ class Tensor {
      */
     void Resize(std::span<const std::int32_t> shape);
     void Resize(std::initializer_list<std::int32_t> shape) {
-        Resize(std::span<const std::int32_t>(shape.begin(), shape.size()));
+        // Most frames find the shape of the one before.
+        if (!storage_ || !HasShape(shape)) {
+            Resize(std::span<const std::int32_t>(shape.begin(), shape.size()));
+        }
     }
     /** Leaves storage that only this tensor holds; storage that is shared is cloned, whole. */
-    void MakeUnique();
+    void MakeUnique() {
+        if (useCount() > 1) {
+            Clone();
+        }
+    }
     /** MakeUnique(), then volume() zeros. */
     void Zero();
 
@@ -68,7 +75,7 @@ class Tensor {
         return index < shape_.size() ? shape_[index] : MissingDim();
     }
     /** Number of elements; for a shape from a file the wrapped product, which can be negative. */
-    std::int32_t volume() const { return wrappedVolume(shape_); }
+    std::int32_t volume() const { return shape_.empty() ? 0 : volume_; }
     const std::vector<std::int32_t>& shape() const { return shape_; }
 
     /** Null without a block. */
@@ -84,9 +91,25 @@ class Tensor {
 
   private:
     std::int32_t MissingDim() const;
+    bool HasShape(std::initializer_list<std::int32_t> shape) const {
+        if (shape.size() != shape_.size()) {
+            return false;
+        }
+        // One by one: the list would otherwise go to memory and be read back in larger pieces.
+        auto own = shape_.begin();
+        for (const std::int32_t dimension : shape) {
+            if (dimension != *own++) {
+                return false;
+            }
+        }
+        return true;
+    }
+    void Clone();
 
     std::shared_ptr<TensorData<T>> storage_;
     std::vector<std::int32_t> shape_;
+    /** wrappedVolume(shape_), but for a tensor that was moved from. */
+    std::int32_t volume_ = 0;
 };
 
 extern template class Tensor<float>;

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <limits>
 #include <stdexcept>
+#include <utility>
 #include <vector>
 
 #include "neural/GraphTools.h"
@@ -196,6 +197,14 @@ TEST(TensorData, CountsTheBlocksThatItTakesAndNoOthers) {
     EXPECT_EQ(TensorData<float>::blocksAllocated(), blocks + 1);
     tensor.MakeUnique();
     EXPECT_EQ(TensorData<float>::blocksAllocated(), blocks + 2);
+}
+
+TEST(Tensor, HasNoElementsOnceItWasMovedFrom) {
+    Tensor<float> tensor({2, 3});
+    const Tensor<float> taken = std::move(tensor);
+    EXPECT_EQ(taken.volume(), 6);
+    EXPECT_EQ(tensor.volume(), 0);  // NOLINT(bugprone-use-after-move): this is what is tested.
+    EXPECT_FALSE(tensor.hasStorage());
 }
 
 }  // namespace
