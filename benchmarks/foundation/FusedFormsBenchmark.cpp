@@ -72,27 +72,36 @@ class ByChannel {
 /** The same sums by column; all time taps meet one frame, as they do in a stream. */
 class ByColumn {
   public:
-    explicit ByColumn(Convolution& c) : columns_(levels(std::int64_t{c.in} * (c.bins + 17))) {
+    explicit ByColumn(Convolution& c)
+        : input_(levels(std::int64_t{c.in} * (c.bins + 17))),
+          column_(input_.data()),
+          entered_(Convolution::kernelBins, BinRange{0, c.bins}) {
         const std::int32_t channels = Convolution::taps * c.out;
         sums_ = levels(std::int64_t{channels} * c.bins);
         for (std::int64_t i = 0; i < channels; ++i) {
             rows_.push_back(sums_.data() + i * c.bins);
         }
-        product_.columns = columns_.data();
+        product_.columns = &column_;
         product_.pitch = c.bins + 17;
         product_.weights = c.weights.data();
         product_.weightStride = channels;
+        product_.sums = rows_.data();
         product_.out = rows_.data();
         product_.outStride = 1;
+        product_.entered = entered_.data();
+        product_.taps = 1;
         product_.columnCount = c.in;
-        product_.run = Convolution::kernelBins * c.in;
+        product_.groups = Convolution::kernelBins;
+        product_.group = c.in;
         product_.bins = c.bins;
         product_.channels = channels;
     }
     IppStatus run() const { return addColumnProducts(product_); }
 
   private:
-    std::vector<float> columns_;
+    std::vector<float> input_;
+    const float* column_;
+    std::vector<BinRange> entered_;
     std::vector<float> sums_;
     std::vector<float*> rows_;
     ColumnProducts product_{};
@@ -146,13 +155,13 @@ void activation(benchmark::State& state, Activation form, int index) {
     });
 }
 
-/** Arguments: floats of a bin, bins. */
+/** Arguments: floats of a bin, bins, and by how many the columns lie further apart than that. */
 void transposition(benchmark::State& state, int index) {
     withIndex(state, index, [&] {
         const auto width = static_cast<std::int32_t>(state.range(0));
         const auto bins = static_cast<std::int32_t>(state.range(1));
         const std::vector<float> in = levels(std::int64_t{width} * bins);
-        const std::int64_t pitch = bins + 15;
+        const std::int64_t pitch = bins + state.range(2);
         std::vector<float> out = levels(width * pitch);
         for ([[maybe_unused]] auto _ : state) {
             benchmark::DoNotOptimize(
@@ -196,8 +205,10 @@ void registerRest(const std::string& suffix, int index) {
             ->Arg(4096);
     }
     benchmark::RegisterBenchmark(("fused/transposition" + suffix).c_str(), transposition, index)
-        ->ArgNames({"width", "bins"})
-        ->ArgsProduct({{2, 32, 64}, {128, 256}});
+        ->ArgNames({"width", "bins", "apart"})
+        ->ArgsProduct({{2, 5, 8, 32, 64}, {128, 256}, {16}})
+        // And back, into bins of just these values and into some of others.
+        ->ArgsProduct({{256}, {2, 5, 8, 12}, {0, 16}});
 }
 
 const bool registered = [] {

@@ -1,7 +1,9 @@
 // Sums over bins that stand side by side, bit for bit against the chain of single operations of the
 // same variant.
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
+#include <deque>
 #include <gtest/gtest.h>
 #include <limits>
 #include <optional>
@@ -22,63 +24,134 @@ VORUN_VECTOR_SUITE(ColumnForms);
 struct Shape {
     std::int32_t columnCount;
     std::int32_t firstColumn;
-    std::int32_t run;
+    std::int32_t groups;
+    std::int32_t group;
     std::int32_t bins;
     std::int32_t channels;
     std::int64_t outStride = 1;
     /// Floats between the rows of the weights beyond the channels.
     std::int64_t gap = 0;
+    std::int32_t taps = 1;
+    std::int32_t started = 0;
+    /// The first bins that the last group alone enters, and the last ones that it does not.
+    std::int32_t lead = 0;
+    std::int32_t trail = 0;
+    bool inPlace = true;
 };
 
-/// The arrays of one product between guards: columns with what may be read behind the last bin.
+/// The arrays of one product between guards, with nothing in the columns that it does not take.
 class Plane {
   public:
     Plane(const Shape& shape, std::uint32_t seed) : engine_(seed), shape_(shape) {
-        constexpr std::int64_t readBeyond = 15;
-        const std::int64_t shift = (shape.firstColumn + shape.run - 1) / shape.columnCount;
-        const std::int64_t pitch = shape.bins + shift + readBeyond;
-        columns_.emplace(sizeOf(shape.columnCount * pitch), seed % 16);
-        weights_.emplace(sizeOf((shape.run - 1) * (shape.channels + shape.gap) + shape.channels),
-                         seed % 7);
-        fill(*columns_);
+        findEntered();
+        makeColumns(seed);
+        const std::int64_t rowLength = shape.channels + shape.gap;
+        const std::int64_t run = std::int64_t{shape.groups} * shape.group;
+        weights_.emplace(sizeOf((shape.taps * run - 1) * rowLength + shape.channels), seed % 7);
+        start_.emplace(sizeOf(shape.started), seed % 3);
         fill(*weights_);
-        // Rows that lie into one another, as the channels of a bin do, or one behind the other.
-        const bool areInterleaved = shape.outStride >= shape.channels;
-        const std::int64_t rowLength = (shape.bins - 1) * shape.outStride + 1;
-        const std::int64_t between = areInterleaved ? 1 : rowLength;
-        out_.emplace(sizeOf((shape.channels - 1) * between + rowLength), seed % 11);
-        fill(*out_);
-        for (std::int64_t channel = 0; channel < shape.channels; ++channel) {
-            rows_.push_back(out_->data() + channel * between);
-        }
-        product = {columns_->data(), pitch,           weights_->data(),  shape.channels + shape.gap,
-                   rows_.data(),     shape.outStride, shape.columnCount, shape.firstColumn,
-                   shape.run,        shape.bins,      shape.channels};
+        fill(*start_);
+        makeRows(seed);
+        product = {columns_.data(),   pitch_,          weights_->data(),
+                   run * rowLength,   rowLength,       shape.inPlace ? rows_.data() : sums_.data(),
+                   rows_.data(),      shape.outStride, start_->data(),
+                   entered_.data(),   shape.taps,      shape.columnCount,
+                   shape.firstColumn, shape.groups,    shape.group,
+                   shape.bins,        shape.channels,  shape.started};
     }
 
     void addOneByOne() {
-        for (std::int64_t i = 0; i < shape_.run; ++i) {
-            const std::int64_t place = shape_.firstColumn + i;
-            const float* column = product.columns + place % shape_.columnCount * product.pitch +
-                                  place / shape_.columnCount;
-            for (std::int64_t channel = 0; channel < shape_.channels; ++channel) {
-                const float weight = product.weights[i * product.weightStride + channel];
-                for (std::int64_t bin = 0; bin < shape_.bins; ++bin) {
-                    ippsAddProductC_32f(column + bin, weight,
-                                        rows_[sizeOf(channel)] + bin * shape_.outStride, 1);
-                }
+        for (std::size_t channel = 0; channel < sizeOf(shape_.channels); ++channel) {
+            for (std::int64_t bin = 0; bin < shape_.bins; ++bin) {
+                float* const sum = rows_[channel] + bin * shape_.outStride;
+                *sum = channel < start_->size() ? (*start_)[channel]
+                                                : product.sums[channel][bin * shape_.outStride];
+                addToBin(static_cast<std::int64_t>(channel), bin, sum);
             }
         }
     }
 
     std::vector<float> output() const { return {out_->begin(), out_->end()}; }
     bool isIntact() const {
-        return columns_->isIntact() && weights_->isIntact() && out_->isIntact();
+        const bool areColumns =
+            std::all_of(taps_.begin(), taps_.end(), [](const auto& tap) { return tap.isIntact(); });
+        return areColumns && weights_->isIntact() && start_->isIntact() && out_->isIntact() &&
+               before_->isIntact();
     }
 
     ColumnProducts product{};
 
   private:
+    std::int32_t placeOf(std::int64_t element) const {
+        return shape_.firstColumn + static_cast<std::int32_t>(element);
+    }
+    /// Ranges that go back from group to group, as those of a kernel do.
+    void findEntered() {
+        for (std::int32_t g = 0; g < shape_.groups; ++g) {
+            const bool isLast = g + 1 == shape_.groups;
+            const std::int32_t ahead = isLast ? 0 : shape_.lead - shape_.lead * g / shape_.groups;
+            const std::int32_t behind = shape_.trail * g / std::max(shape_.groups - 1, 1);
+            const std::int32_t begin = std::min(ahead, shape_.bins);
+            entered_.push_back({begin, std::max(begin, shape_.bins - behind)});
+        }
+        for (std::size_t g = entered_.size() - 1; g-- > 0;) {
+            entered_[g].end = std::max(entered_[g].end, entered_[g + 1].end);
+        }
+    }
+    /// Just the floats from the first to the last that enter a sum.
+    void makeColumns(std::uint32_t seed) {
+        pitch_ = shape_.bins +
+                 (shape_.firstColumn + shape_.groups * shape_.group - 1) / shape_.columnCount;
+        std::int64_t first = std::numeric_limits<std::int64_t>::max();
+        std::int64_t end = 0;
+        for (std::int64_t i = 0; i < std::int64_t{shape_.groups} * shape_.group; ++i) {
+            const BinRange range = entered_[sizeOf(i / shape_.group)];
+            if (range.begin < range.end) {
+                const std::int64_t at = offsetOf(i);
+                first = std::min(first, at + range.begin);
+                end = std::max(end, at + range.end);
+            }
+        }
+        first = std::min(first, end);
+        for (std::int32_t tap = 0; tap < shape_.taps; ++tap) {
+            taps_.emplace_back(sizeOf(end - first), (seed + sizeOf(tap)) % 16);
+            fill(taps_.back());
+        }
+        for (GuardedArray<float>& tap : taps_) {
+            columns_.push_back(tap.data() - first);
+        }
+    }
+    std::int64_t offsetOf(std::int64_t element) const {
+        const std::int64_t place = placeOf(element);
+        return place % shape_.columnCount * pitch_ + place / shape_.columnCount;
+    }
+    /// Rows that lie into one another, as the channels of a bin do, or one behind the other.
+    void makeRows(std::uint32_t seed) {
+        const bool areInterleaved = shape_.outStride >= shape_.channels;
+        const std::int64_t rowLength = (shape_.bins - 1) * shape_.outStride + 1;
+        const std::int64_t between = areInterleaved ? 1 : rowLength;
+        out_.emplace(sizeOf((shape_.channels - 1) * between + rowLength), seed % 11);
+        fill(*out_);
+        before_.emplace(out_->size(), seed % 13);
+        fill(*before_);
+        for (std::int64_t channel = 0; channel < shape_.channels; ++channel) {
+            rows_.push_back(out_->data() + channel * between);
+            sums_.push_back(before_->data() + channel * between);
+        }
+    }
+    void addToBin(std::int64_t channel, std::int64_t bin, float* sum) const {
+        const std::int64_t run = std::int64_t{shape_.groups} * shape_.group;
+        for (std::int64_t tap = 0; tap < shape_.taps; ++tap) {
+            for (std::int64_t i = 0; i < run; ++i) {
+                const BinRange range = entered_[sizeOf(i / shape_.group)];
+                if (bin >= range.begin && bin < range.end) {
+                    const float weight =
+                        product.weights[(tap * run + i) * product.weightStride + channel];
+                    ippsAddProductC_32f(columns_[sizeOf(tap)] + offsetOf(i) + bin, weight, sum, 1);
+                }
+            }
+        }
+    }
     void fill(GuardedArray<float>& array) {
         std::uniform_real_distribution<float> level(-1.0F, 1.0F);
         std::generate(array.begin(), array.end(), [&] { return level(engine_); });
@@ -86,10 +159,16 @@ class Plane {
 
     std::mt19937 engine_;
     Shape shape_;
-    std::optional<GuardedArray<float>> columns_;
+    std::int64_t pitch_ = 0;
+    std::vector<BinRange> entered_;
+    std::deque<GuardedArray<float>> taps_;
+    std::vector<const float*> columns_;
     std::optional<GuardedArray<float>> weights_;
+    std::optional<GuardedArray<float>> start_;
     std::optional<GuardedArray<float>> out_;
+    std::optional<GuardedArray<float>> before_;
     std::vector<float*> rows_;
+    std::vector<float*> sums_;
 };
 
 void expectEqualsTheChain(const Shape& shape, std::uint32_t seed) {
@@ -98,9 +177,10 @@ void expectEqualsTheChain(const Shape& shape, std::uint32_t seed) {
     ASSERT_EQ(addColumnProducts(fused.product), 0);
     chain.addOneByOne();
     ASSERT_TRUE(sameBits(fused.output(), chain.output()))
-        << shape.columnCount << " columns from " << shape.firstColumn << ", runs of " << shape.run
-        << ", " << shape.bins << " bins " << shape.outStride << " apart, " << shape.channels
-        << " channels, seed " << seed;
+        << shape.columnCount << " columns from " << shape.firstColumn << ", " << shape.taps
+        << " taps of " << shape.groups << " times " << shape.group << ", " << shape.bins << " bins "
+        << shape.outStride << " apart without " << shape.lead << " and " << shape.trail << ", "
+        << shape.channels << " channels of which " << shape.started << " begin, seed " << seed;
     ASSERT_TRUE(fused.isIntact());
 }
 
@@ -108,8 +188,26 @@ TEST_P(ColumnForms, ProductsEqualTheChainForEveryCountOfBinsAndChannels) {
     std::uint32_t seed = 1;
     for (std::int32_t bins = 1; bins <= 140; bins += bins < 34 ? 1 : 7) {
         for (std::int32_t channels = 1; channels <= 14; ++channels) {
-            expectEqualsTheChain({3, bins % 3, 5, bins, channels}, ++seed);
+            expectEqualsTheChain({3, bins % 3, 5, 1, bins, channels}, ++seed);
             ASSERT_FALSE(HasFatalFailure());
+        }
+    }
+}
+
+TEST_P(ColumnForms, GroupsEnterTheirBinsAlone) {
+    std::uint32_t seed = 1;
+    for (const std::int32_t bins : {1, 2, 15, 16, 17, 33, 64, 130}) {
+        for (const std::int32_t lead : {0, 1, 3, 15, 16, 17, 40}) {
+            for (const std::int32_t trail : {0, 1, 2, 16, 19, 140}) {
+                Shape shape{2, 1, 3, 2, bins, 1 + lead % 7};
+                shape.lead = lead;
+                shape.trail = trail;
+                shape.taps = 1 + trail % 3;
+                shape.started = lead % (shape.channels + 1);
+                shape.inPlace = seed % 2 == 0;
+                expectEqualsTheChain(shape, ++seed);
+                ASSERT_FALSE(HasFatalFailure());
+            }
         }
     }
 }
@@ -119,49 +217,67 @@ TEST_P(ColumnForms, ProductsEqualTheChainForRandomShapes) {
     const auto roll = [&](std::int32_t low, std::int32_t high) {
         return std::uniform_int_distribution<std::int32_t>(low, high)(engine);
     };
-    for (std::uint32_t seed = 0; seed < 200; ++seed) {
+    for (std::uint32_t seed = 0; seed < 300; ++seed) {
         const std::int32_t columns = roll(1, 40);
         const std::int32_t channels = roll(1, 40);
+        Shape shape{columns, roll(0, columns - 1), roll(1, 12), roll(1, 9), roll(1, 200), channels};
         // Channels of neighbouring bins lie into one another, or rows stand apart.
-        const std::int32_t stride = roll(0, 1) == 0 ? channels + roll(0, 9) : 1;
-        expectEqualsTheChain({columns, roll(0, columns - 1), roll(1, 90), roll(1, 200), channels,
-                              stride, roll(0, 5)},
-                             seed);
+        shape.outStride = roll(0, 1) == 0 ? channels + roll(0, 9) : 1;
+        shape.gap = roll(0, 5);
+        shape.taps = roll(1, 4);
+        shape.started = roll(0, 1) * roll(0, channels);
+        shape.lead = roll(0, 1) * roll(0, 50);
+        shape.trail = roll(0, 1) * roll(0, 50);
+        shape.inPlace = roll(0, 1) == 0;
+        expectEqualsTheChain(shape, seed);
         ASSERT_FALSE(HasFatalFailure());
     }
 }
 
-TEST_P(ColumnForms, WhatStandsBehindTheLastBinIsOfNoMeaning) {
-    const Shape shape{2, 0, 4, 21, 3};
-    Plane clean(shape, 5);
-    Plane spoilt(shape, 5);
-    auto* const columns = const_cast<float*>(spoilt.product.columns);
-    const std::int64_t pitch = spoilt.product.pitch;
-    // The runs reach one bin further than the last.
-    for (std::int64_t i = 22; i < pitch; ++i) {
-        columns[i] = columns[pitch + i] = std::numeric_limits<float>::quiet_NaN();
-    }
-    ASSERT_EQ(addColumnProducts(clean.product), 0);
-    ASSERT_EQ(addColumnProducts(spoilt.product), 0);
-    EXPECT_TRUE(sameBits(clean.output(), spoilt.output()));
+// A product with what stands beside the plane would make a NaN of a sum, or a +0 of a -0.
+TEST_P(ColumnForms, BinsThatAGroupDoesNotEnterKeepTheirBits) {
+    Shape shape{1, 0, 3, 1, 20, 2};
+    shape.lead = 1;
+    shape.trail = 1;
+    Plane plane(shape, 4);
+    const std::vector<float> infinite(6, std::numeric_limits<float>::infinity());
+    plane.product.weights = infinite.data();
+    *plane.product.out[0] = -0.0F;
+    const float last = plane.product.out[0][19];
+    const std::vector<BinRange> nowhere{{1, 19}, {1, 19}, {1, 19}};
+    plane.product.entered = nowhere.data();
+    ASSERT_EQ(addColumnProducts(plane.product), 0);
+    EXPECT_TRUE(plane.product.out[0][0] == 0.0F && std::signbit(plane.product.out[0][0]));
+    EXPECT_EQ(plane.product.out[0][19], last);
+    EXPECT_FALSE(std::isfinite(plane.product.out[0][1]));
 }
 
 TEST_P(ColumnForms, ProductsRefuseWhatCannotBe) {
-    Plane plane({2, 1, 4, 21, 3}, 5);
+    Plane plane({2, 1, 2, 2, 21, 3}, 5);
     const std::vector<float> before = plane.output();
     ColumnProducts withoutColumns = plane.product;
     withoutColumns.columns = nullptr;
-    withoutColumns.run = 0;
+    withoutColumns.groups = 0;
     EXPECT_EQ(addColumnProducts(withoutColumns), ippStsNullPtrErr);
     ColumnProducts withoutWeights = plane.product;
     withoutWeights.weights = nullptr;
     EXPECT_EQ(addColumnProducts(withoutWeights), ippStsNullPtrErr);
+    ColumnProducts withoutSums = plane.product;
+    withoutSums.sums = nullptr;
+    EXPECT_EQ(addColumnProducts(withoutSums), ippStsNullPtrErr);
     ColumnProducts withoutOut = plane.product;
     withoutOut.out = nullptr;
     EXPECT_EQ(addColumnProducts(withoutOut), ippStsNullPtrErr);
+    ColumnProducts withoutRanges = plane.product;
+    withoutRanges.entered = nullptr;
+    EXPECT_EQ(addColumnProducts(withoutRanges), ippStsNullPtrErr);
+    ColumnProducts withoutStart = plane.product;
+    withoutStart.start = nullptr;
+    withoutStart.started = 1;
+    EXPECT_EQ(addColumnProducts(withoutStart), ippStsNullPtrErr);
     for (std::int32_t ColumnProducts::*const size :
-         {&ColumnProducts::run, &ColumnProducts::bins, &ColumnProducts::channels,
-          &ColumnProducts::columnCount}) {
+         {&ColumnProducts::taps, &ColumnProducts::groups, &ColumnProducts::group,
+          &ColumnProducts::bins, &ColumnProducts::channels, &ColumnProducts::columnCount}) {
         ColumnProducts spoilt = plane.product;
         spoilt.*size = 0;
         EXPECT_EQ(addColumnProducts(spoilt), ippStsSizeErr);
@@ -169,6 +285,11 @@ TEST_P(ColumnForms, ProductsRefuseWhatCannotBe) {
     for (const std::int32_t column : {-1, 2}) {
         ColumnProducts spoilt = plane.product;
         spoilt.firstColumn = column;
+        EXPECT_EQ(addColumnProducts(spoilt), ippStsSizeErr);
+    }
+    for (const std::int32_t started : {-1, 4}) {
+        ColumnProducts spoilt = plane.product;
+        spoilt.started = started;
         EXPECT_EQ(addColumnProducts(spoilt), ippStsSizeErr);
     }
     EXPECT_TRUE(sameBits(plane.output(), before));

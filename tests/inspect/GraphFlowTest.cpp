@@ -63,17 +63,17 @@ TEST(GraphFlow, LayersBehindAStrideCostLess) {
 }
 
 TEST(GraphFlow, MemoryIsThatOfSinglePrecisionValues) {
-    ConvRecord record = convOf({3, 1, 2, 5});
+    ConvRecord record = convOf({3, 1, 2, 13});
     record.weights.elementType = ElementType::half;
-    record.bias = blockOf({5});
+    record.bias = blockOf({13});
     ModelWriter model(headerOf(4, 2));
     model.addConv("c", "input", record)
         .addActivation("r", "c", LayerType::elu)
         .setOutputSource("r");
     const GraphFlow graph = followed(model);
-    EXPECT_EQ(graph.weightBytes, 4.0 * (30 + 5));
+    EXPECT_EQ(graph.weightBytes, 4.0 * (78 + 13));
     EXPECT_EQ(graph.historyBytes, 4.0 * 3 * 8);
-    EXPECT_EQ(graph.outputBytes, 4.0 * (20 + 20));
+    EXPECT_EQ(graph.outputBytes, 4.0 * (52 + 52));
 }
 
 TEST(GraphFlow, WithoutRowsNothingFollows) {

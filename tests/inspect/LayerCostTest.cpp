@@ -56,8 +56,8 @@ TEST(LayerCost, ConvolutionOfManyBinsSumsItsLastChannelsByColumn) {
     // The 4 channels beside 16: their weights again, and sums of 5 frames of 16 bins.
     EXPECT_EQ(flow.arrangedValues, 3 * 5 * 2 * 4);
     EXPECT_EQ(flow.waitingSums, 5 * 4 * 16);
-    // The output; and a frame as columns of 2 x 2 values of two bins, 17 and 15 beyond them.
-    EXPECT_EQ(flow.outputValues, 16 * 20 + 2 * 2 * (17 + 15));
+    // The output; and a frame as columns of 2 x 2 values of two bins, 17 in two registers.
+    EXPECT_EQ(flow.outputValues, 16 * 20 + 2 * 2 * 2 * 16);
     EXPECT_EQ(flow.historyValues, 5 * 33 * 2);
 }
 
@@ -72,29 +72,51 @@ TEST(LayerCost, FewBinsOrNearlyFullRegistersHaveNoColumns) {
 }
 
 TEST(LayerCost, ColumnsTakeMoreChannelsTheLongerTheRuns) {
-    // 12 channels for an endless run, 11 from 176 products on, 6 from 16, 1 from 2, none for 1.
+    // 12 channels for an endless run, 11 from 22 products on, 9 from 9, 8 for any.
     struct Case {
         std::int32_t run;
         std::int32_t channels;
         bool hasColumns;
     };
     for (const Case& expected :
-         {Case{1, 1, false}, Case{2, 1, true}, Case{15, 6, false}, Case{16, 6, true},
-          Case{175, 11, false}, Case{176, 11, true}, Case{500, 12, false}, Case{500, 16, false}}) {
-        const Flow flow = convFlow(convOf({1, expected.run, 1, expected.channels}), 16, 1);
+         {Case{2, 1, true}, Case{2, 8, true}, Case{2, 9, false}, Case{8, 9, false},
+          Case{10, 9, true}, Case{20, 11, false}, Case{22, 11, true}, Case{46, 12, false},
+          Case{48, 12, true}, Case{500, 13, false}, Case{500, 16, false}}) {
+        const Flow flow = convFlow(convOf({1, expected.run / 2, 2, expected.channels}), 16, 2);
         EXPECT_EQ(flow.arrangedValues, expected.hasColumns ? expected.run * expected.channels : 0);
         EXPECT_EQ(flow.waitingSums, expected.hasColumns ? 16 * expected.channels : 0);
     }
 }
 
+TEST(LayerCost, RowsOfOneInputChannelNeedNoColumns) {
+    for (const std::int32_t channels : {2, 7, 12, 13, 16, 20}) {
+        const Flow flow = convFlow(convOf({3, 2, 1, channels}), 16, 1);
+        EXPECT_EQ(flow.arrangedValues, 0);
+        EXPECT_EQ(flow.waitingSums, 0);
+        // Up to 12 channels beside whole registers are summed before they go between the others.
+        const std::int32_t summed = channels % 16 <= 12 ? channels % 16 : 0;
+        EXPECT_EQ(flow.outputValues, 16 * (channels + summed)) << channels;
+    }
+    EXPECT_EQ(convFlow(convOf({3, 2, 1, 7}), 15, 1).outputValues, 15 * 7);
+}
+
+TEST(LayerCost, OneChannelOfOneWaitsInSums) {
+    for (const std::int32_t channels : {1, 17}) {
+        const Flow flow = convFlow(convOf({3, 2, 1, channels}), 16, 1);
+        EXPECT_EQ(flow.arrangedValues, 3 * 2);
+        EXPECT_EQ(flow.waitingSums, 3 * 16);
+        EXPECT_EQ(flow.outputValues, 16 * channels + 16);
+    }
+}
+
 TEST(LayerCost, SumsThatNoTensorCanHoldAreLeftOut) {
-    ConvRecord record = convOf({127, 12, 1, 5});
+    ConvRecord record = convOf({127, 6, 2, 9});
     record.timeDilation = 127;
-    const Flow flow = convFlow(record, 32767, 1);
-    // 16003 x 32767 values fit into a history, but not 5 times as many.
-    EXPECT_EQ(flow.historyValues, 16003 * 32767);
+    const Flow flow = convFlow(record, 16383, 2);
+    // 16003 x 16383 x 2 values fit into a history, but not 4.5 times as many.
+    EXPECT_EQ(flow.historyValues, std::int64_t{16003} * 16383 * 2);
     EXPECT_EQ(flow.waitingSums, 0);
-    EXPECT_EQ(flow.outputValues, 5 * 32767);
+    EXPECT_EQ(flow.outputValues, 9 * 16383);
 }
 
 TEST(LayerCost, ATimeStrideOrNoDilationLeavesNoColumns) {
@@ -156,8 +178,8 @@ TEST(LayerCost, TransposedConvolutionOfManyBinsTurnsItsFrameRound) {
     TransposedConvRecord record = transposedOf({3, 4, 2, 4}, 2);
     record.heightStride = 2;
     const Flow flow = flowOf(ModelWriter(headerOf(16, 4)).addTransposedConv("t", "input", record));
-    // The output, the copied input, and the same as columns with 15 values beyond each.
-    EXPECT_EQ(flow.outputValues, 32 * 2 + 16 * 4 + 4 * (16 + 15));
+    // The output, the copied input, and the same as columns.
+    EXPECT_EQ(flow.outputValues, 32 * 2 + 16 * 4 + 4 * 16);
     EXPECT_EQ(flow.arrangedValues, 3 * 4 * 2 * 4);
     EXPECT_EQ(flow.waitingSums, 0);
 }

@@ -7,15 +7,18 @@
 
 namespace vorun::inspect::kinds {
 
+inline constexpr std::int64_t widestRegister = 16;
+
 /**
  * The output channels of a convolution, its last ones, that it sums with bins side by side: fewer
  * the fewer products a sum takes from one frame, which are `run`.
  */
 inline std::int64_t columnChannels(std::int64_t outChannels, std::int64_t run) {
-    constexpr std::int64_t widestRegister = 16;
-    constexpr std::int64_t mostOfLongRuns = 12;
+    constexpr std::int64_t always = 8;
+    constexpr std::int64_t mostOfLongRuns = 13;
+    constexpr std::int64_t loadAndStore = 4;
     const std::int64_t rest = outChannels % widestRegister;
-    return rest * (run + widestRegister) <= mostOfLongRuns * run ? rest : 0;
+    return rest <= always || rest * (run + loadAndStore) <= mostOfLongRuns * run ? rest : 0;
 }
 
 /** The engine does without columns where a block of memory cannot hold them. */
@@ -23,16 +26,16 @@ inline constexpr std::int64_t mostColumnValues = (mostValues - 72) / 4;
 
 /** Whether there are enough bins for that. */
 inline bool hasColumnsFor(std::int64_t bins) {
-    constexpr std::int64_t fewest = 16;
-    return bins >= fewest;
+    return bins >= widestRegister;
 }
 
 /** Values of a frame turned round for it, so many bins counted as one. */
 inline std::int64_t columnValues(std::int64_t height, std::int64_t channels,
                                  std::int64_t binsAsOne) {
-    constexpr std::int64_t readBeyond = 15;
-    const std::int64_t bins = std::max<std::int64_t>(binsAsOne, 1);
-    return product({channels, bins, (height + bins - 1) / bins + readBeyond});
+    const std::int64_t together = std::max<std::int64_t>(binsAsOne, 1);
+    const std::int64_t bins = (height + together - 1) / together;
+    const std::int64_t registers = (bins + widestRegister - 1) / widestRegister;
+    return product({channels, together, registers, widestRegister});
 }
 
 }  // namespace vorun::inspect::kinds

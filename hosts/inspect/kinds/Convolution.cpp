@@ -33,9 +33,28 @@ void checkChannels(const Kernel& kernel, std::int64_t channels, bool isDepthwise
     }
 }
 
+/** Whether the rows of the history are columns as they stand, of several sums each. */
+bool hasRowsAsColumns(const Kernel& kernel, const LayerRecord& record) {
+    return kernel.inChannels == 1 && record.heightStride == 1 &&
+           kernel.outChannels % widestRegister != 1;
+}
+
+/** What the layer keeps for the channels that it sums from rows of its history. */
+void addRowSums(const Kernel& kernel, const Frames& in, Flow& flow) {
+    constexpr std::int64_t endless = std::int64_t{1} << 20;
+    const std::int64_t channels = columnChannels(kernel.outChannels, endless);
+    if (in.channels == 1 && hasColumnsFor(in.height)) {
+        flow.outputValues += product({channels, in.height});
+    }
+}
+
 /** What the layer keeps for the channels that it sums by column. */
 void addColumns(const Kernel& kernel, const LayerRecord& record, const Frames& in,
                 std::int64_t historyLength, Flow& flow) {
+    if (record.tensors[0].values > 0 && hasRowsAsColumns(kernel, record)) {
+        addRowSums(kernel, in, flow);
+        return;
+    }
     const bool hasColumns = record.tensors[0].values > 0 && record.timeStride == 1 &&
                             (kernel.frames == 1 || record.timeDilation > 0);
     if (!hasColumns) {

@@ -51,27 +51,47 @@ struct RunProducts {
 /// where a run has `run` elements of `channels` floats each.
 using ChannelProducts = RunProducts;
 
+/// Bins from `begin` on, up to but not including `end`.
+struct BinRange {
+    std::int32_t begin;
+    std::int32_t end;
+};
+
 /// Sums with bins side by side, for channels that lie anywhere, over columns as transposeBins()
 /// gives them. Element i of a run is read from column k = (firstColumn + i) % columnCount, `shift`
-/// = (firstColumn + i) / columnCount bins further on:
+/// = (firstColumn + i) / columnCount bins further on. First over the taps t, then over a run:
 ///
-///   out[c][b * outStride] += columns[k * pitch + b + shift] * weights[i * weightStride + c]
+///   out[c][b * outStride] = sums[c][b * outStride] + columns[t][k * pitch + b + shift] *
+///                                                    weights[t * tapStride + i * weightStride + c]
 ///
-/// Behind the last bin that enters a sum up to 15 more are read, whatever they hold.
+/// and so on. The sums of the first `started` channels begin at start[c] instead.
+///
+/// A run has `groups` groups of `group` elements, and group g enters the bins of entered[g] alone.
+/// The columns are not read for others, and their pointers may well lie before the first float.
 struct ColumnProducts {
-    /// The first bin in column 0.
-    const float* columns;
+    /// For each tap, the first bin in column 0.
+    const float* const* columns;
     std::int64_t pitch;
     const float* weights;
+    std::int64_t tapStride;
     std::int64_t weightStride;
-    /// One pointer a channel, to its first bin.
+    /// One pointer a channel, to its first bin. Either may be the other.
+    const float* const* sums;
     float* const* out;
     std::int64_t outStride;
+    /// `started` floats.
+    const float* start;
+    /// A range within the bins for each group. Neither end is above that of the group before.
+    const BinRange* entered;
+    std::int32_t taps;
     std::int32_t columnCount;
     std::int32_t firstColumn;
-    std::int32_t run;
+    std::int32_t groups;
+    std::int32_t group;
     std::int32_t bins;
     std::int32_t channels;
+    /// At most `channels`.
+    std::int32_t started;
 };
 
 /// Activations in one pass, each the chain that its layer states; pDst may be pSrc.

@@ -45,10 +45,13 @@ IppStatus checkRuns(const RunProducts& product) {
 }
 
 IppStatus checkColumns(const ColumnProducts& product) {
-    const std::int32_t least =
-        std::min({product.run, product.bins, product.channels, product.columnCount});
-    const IppStatus arrays = checkArrays(least, product.columns, product.weights, product.out);
-    const bool isInside = product.firstColumn >= 0 && product.firstColumn < product.columnCount;
+    const std::int32_t least = std::min({product.taps, product.groups, product.group, product.bins,
+                                         product.channels, product.columnCount});
+    const float* const start = product.started > 0 ? product.start : product.weights;
+    const IppStatus arrays = checkArrays(least, product.columns, product.weights, product.sums,
+                                         product.out, start, product.entered);
+    const bool isInside = product.firstColumn >= 0 && product.firstColumn < product.columnCount &&
+                          product.started >= 0 && product.started <= product.channels;
     return arrays == ippStsNoErr && !isInside ? ippStsSizeErr : arrays;
 }
 

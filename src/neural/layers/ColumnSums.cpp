@@ -6,6 +6,8 @@
 
 #include "foundation/vector/CheckedCall.h"
 #include "foundation/vector/FusedForms.h"
+#include "neural/layers/FloorDivide.h"
+#include "neural/layers/RowSums.h"
 
 namespace vorun {
 namespace {
@@ -15,16 +17,18 @@ constexpr std::int32_t anyHeight = std::numeric_limits<std::int32_t>::max();
 }  // namespace
 
 template <class T>
-ColumnSums<T>::ColumnSums(const Tensor<T>& weights, const Tensor<T>& bias, const Sizes& sizes,
+ColumnSums<T>::ColumnSums(const Tensor<T>& weights, const Tensor<T>& bias, const ConvSizes& sizes,
                           std::int32_t timeDilation)
-    : sizes_(sizes), timeDilation_(timeDilation), bias_(bias) {
-    // Without a dilation all taps would meet in one row.
-    const bool hasRows = weights.volume() > 0 && (sizes.frames == 1 || timeDilation > 0);
+    : sizes_(sizes), timeDilation_(timeDilation) {
+    // Without a dilation all taps would meet in one row. Rows that are columns need none of this.
+    const bool hasRows =
+        weights.volume() > 0 && (sizes.frames == 1 || timeDilation > 0) && !RowSums<T>::suit(sizes);
     channels_ = hasRows ? ChannelsOf(anyHeight) : 0;
     if (channels_ > 0) {
         PackWeights(weights);
         rows_.resize(static_cast<std::size_t>(sizes.frames) * static_cast<std::size_t>(channels_));
-        places_.resize(rows_.size());
+        out_.resize(rows_.size());
+        start_ = lastOfBias(bias, sizes.outChannels, channels_);
     }
 }
 
@@ -57,114 +61,117 @@ void ColumnSums<T>::Start(std::int32_t height) {
     sums_.Resize({static_cast<std::int32_t>(HistoryLength()), channels_, outHeight});
     // Touches the block's pages now, as the ring does, and not in the frames to come.
     sums_.Zero();
+    entered_ = enteredBins(reach_);
+    SetProducts();
     Reset();
+}
+
+/** What all frames have in common. */
+template <class T>
+void ColumnSums<T>::SetProducts() {
+    const std::int64_t columns = columns_.count();
+    const std::int64_t place = reach_.position(0) * sizes_.inChannels;
+    columnShift_ = floorDivide(place, columns);
+    products_ = {};
+    products_.pitch = columns_.pitch();
+    products_.weightStride = std::int64_t{sizes_.frames} * channels_;
+    products_.outStride = 1;
+    products_.start = start_.data();
+    products_.entered = entered_.data();
+    products_.taps = 1;
+    products_.columnCount = columns_.count();
+    products_.firstColumn = static_cast<std::int32_t>(place - columnShift_ * columns);
+    products_.groups = sizes_.height;
+    products_.group = sizes_.inChannels;
+    products_.bins = static_cast<std::int32_t>(reach_.outHeight());
 }
 
 template <class T>
 void ColumnSums<T>::Reset() {
     isActive_ = sums_.volume() > 0;
     nextFrame_ = 0;
+    ringRow_ = 0;
 }
 
 template <class T>
-void ColumnSums<T>::AddFrame(const T* frame, std::int64_t index) {
-    if (!isActive_ || index != nextFrame_) {
-        Stop();
-        return;
-    }
-    ++nextFrame_;
-    FindRows(index);
-    SeedRows(RowsOfTap(0));
-    if (index < timeDilation_) {
+bool ColumnSums<T>::Accepts(std::int64_t index) {
+    isActive_ = isActive_ && index == nextFrame_;
+    return isActive_;
+}
+
+template <class T>
+void ColumnSums<T>::AddFrame(const T* frame, T* out) {
+    FindRows();
+    if (nextFrame_ < timeDilation_) {
         AddSilence();
     }
-    columns_.Turn(frame);
-    AddColumns({0, rows_.data(), rows_.size()});
+    // The newest tap is the last that an output frame was waiting for. A channel that is alone has
+    // its bins side by side in the output, too.
+    const bool isAlone = sizes_.outChannels == 1 && out != nullptr;
+    if (isAlone) {
+        out_.back() = out;
+    }
+    AddColumns({columns_.Turn(frame), 0, rows_.data(), out_.data(),
+                static_cast<std::int32_t>(rows_.size()), channels_});
+    if (out != nullptr && !isAlone) {
+        writeLastChannels(*RowsOfTap(sizes_.frames - 1), channels_,
+                          static_cast<std::int32_t>(reach_.outHeight()), out, sizes_.outChannels);
+    }
+    ++nextFrame_;
+    ringRow_ = ringRow_ + 1 < HistoryLength() ? ringRow_ + 1 : 0;
 }
 
 /** Tap 0 belongs to the output frame that is furthest ahead. */
 template <class T>
-void ColumnSums<T>::FindRows(std::int64_t index) {
+void ColumnSums<T>::FindRows() {
     const std::int64_t outHeight = reach_.outHeight();
-    T* const* const end = rows_.data() + rows_.size();
-    std::int64_t outFrame = index + HistoryLength() - 1;
-    for (T** row = rows_.data(); row != end; outFrame -= timeDilation_) {
-        T* sums = sums_.data() + outFrame % HistoryLength() * channels_ * outHeight;
+    std::int64_t ringRow = (ringRow_ > 0 ? ringRow_ : HistoryLength()) - 1;
+    std::size_t row = 0;
+    for (std::int32_t tap = 0; tap < sizes_.frames; ++tap) {
+        T* sums = sums_.data() + ringRow * channels_ * outHeight;
         for (std::int32_t channel = 0; channel < channels_; ++channel) {
-            *row++ = sums;
+            rows_[row] = sums;
+            out_[row++] = sums;
             sums += outHeight;
         }
-    }
-}
-
-/** The bias, or zeros. */
-template <class T>
-void ColumnSums<T>::SeedRows(T* const* rows) {
-    const std::int64_t firstChannel = sizes_.outChannels - channels_;
-    const auto outHeight = static_cast<std::int32_t>(reach_.outHeight());
-    for (std::int64_t channel = 0; channel < channels_; ++channel) {
-        const T bias = bias_.volume() > 0 ? bias_.readData()[firstChannel + channel] : T(0);
-        checkedCall(outHeight, [&] { return ippsSet_32f(bias, rows[channel], outHeight); });
+        ringRow -= timeDilation_;
+        ringRow += ringRow < 0 ? HistoryLength() : 0;
     }
 }
 
 /** What the older taps of the first frames meet. Each row has one tap more of it than the last. */
 template <class T>
 void ColumnSums<T>::AddSilence() {
-    columns_.Clear();
+    const T* const silence = columns_.Silence();
+    SeedRows(RowsOfTap(0));
     const auto rowVolume = static_cast<std::int32_t>(channels_ * reach_.outHeight());
     for (std::int32_t tap = 1; tap < sizes_.frames; ++tap) {
         copySamples<T>(*RowsOfTap(tap - 1), *RowsOfTap(tap), rowVolume);
-        AddColumns({std::int64_t{tap - 1} * channels_, RowsOfTap(tap),
-                    static_cast<std::size_t>(channels_)});
+        AddColumns({silence, std::int64_t{tap - 1} * channels_, RowsOfTap(tap), RowsOfTap(tap),
+                    channels_, 0});
+    }
+}
+
+/** The bias, or zeros. */
+template <class T>
+void ColumnSums<T>::SeedRows(T* const* rows) {
+    const auto outHeight = static_cast<std::int32_t>(reach_.outHeight());
+    for (std::size_t channel = 0; channel < start_.size(); ++channel) {
+        checkedCall(outHeight,
+                    [&] { return ippsSet_32f(start_[channel], rows[channel], outHeight); });
     }
 }
 
 template <class T>
 void ColumnSums<T>::AddColumns(const Part& part) {
-    const IndexRange whole = reach_.binsInside();
-    const auto addOneByOne = [&](std::int64_t begin, std::int64_t end) {
-        for (std::int64_t bin = begin; bin < end; ++bin) {
-            AddProducts(part, {bin, bin + 1}, reach_.kernelBinsInside(bin));
-        }
-    };
-    addOneByOne(0, whole.begin);
-    if (!whole.isEmpty()) {
-        AddProducts(part, whole, {0, sizes_.height});
-    }
-    addOneByOne(whole.end, reach_.outHeight());
-}
-
-template <class T>
-void ColumnSums<T>::AddProducts(const Part& part, IndexRange bins, IndexRange kernelBins) {
-    for (std::size_t i = 0; i < part.count; ++i) {
-        places_[i] = part.rows[i] + bins.begin;
-    }
-    const std::int64_t place = (reach_.position(bins.begin) + kernelBins.begin) * sizes_.inChannels;
-    ColumnProducts products{};
-    products.columns = columns_.readData() + place / columns_.count();
-    products.pitch = columns_.pitch();
-    products.weightStride = std::int64_t{sizes_.frames} * channels_;
-    products.weights = weights_.readData() + part.firstWeight +
-                       kernelBins.begin * sizes_.inChannels * products.weightStride;
-    products.out = places_.data();
-    products.outStride = 1;
-    products.columnCount = columns_.count();
-    products.firstColumn = static_cast<std::int32_t>(place % columns_.count());
-    products.run = static_cast<std::int32_t>(kernelBins.size() * sizes_.inChannels);
-    products.bins = static_cast<std::int32_t>(bins.size());
-    products.channels = static_cast<std::int32_t>(part.count);
-    checkedCall(products.run, [&] { return addColumnProducts(products); });
-}
-
-template <class T>
-void ColumnSums<T>::CopyResult(std::int64_t index, T* out) const {
-    const auto outHeight = static_cast<std::int32_t>(reach_.outHeight());
-    const std::int32_t count = channels_ * outHeight;
-    checkedCall(count, [&] {
-        return transposeBins(sums_.readData() + index % HistoryLength() * count, count, outHeight,
-                             out + sizes_.outChannels - channels_, sizes_.outChannels);
-    });
+    firstColumn_ = part.columns + columnShift_;
+    products_.columns = &firstColumn_;
+    products_.weights = weights_.readData() + part.firstWeight;
+    products_.sums = part.sums;
+    products_.out = part.out;
+    products_.channels = part.count;
+    products_.started = part.started;
+    checkedCall(products_.group, [&] { return addColumnProducts(products_); });
 }
 
 template class ColumnSums<float>;

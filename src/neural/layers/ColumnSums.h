@@ -4,9 +4,11 @@
 #include <cstdint>
 #include <vector>
 
+#include "foundation/vector/FusedForms.h"
 #include "neural/Tensor.h"
-#include "neural/layers/ConvKernel.h"
+#include "neural/layers/ColumnChannels.h"
 #include "neural/layers/ConvReach.h"
+#include "neural/layers/ConvSizes.h"
 #include "neural/layers/FrameColumns.h"
 
 namespace vorun {
@@ -22,11 +24,9 @@ namespace vorun {
 template <class T>
 class ColumnSums {
   public:
-    using Sizes = typename ConvKernel<T>::Sizes;
-
     ColumnSums() = default;
     /** As ConvKernel has them, with some weights. */
-    ColumnSums(const Tensor<T>& weights, const Tensor<T>& bias, const Sizes& sizes,
+    ColumnSums(const Tensor<T>& weights, const Tensor<T>& bias, const ConvSizes& sizes,
                std::int32_t timeDilation);
 
     /** For frames of `height` bins; stays inactive without channels or memory for it. */
@@ -38,10 +38,16 @@ class ColumnSums {
     /** Output channels that are summed here, the last ones; 0 while there are none. */
     std::int32_t channels() const { return isActive_ ? channels_ : 0; }
 
-    /** Frames since the last reset one by one, from 0 on. Any other one stops the sums. */
-    void AddFrame(const T* frame, std::int64_t index);
-    /** Writes the channels of output frame `index` into bins of outChannels values. */
-    void CopyResult(std::int64_t index, T* out) const;
+    /**
+     * Whether sums are there for frame `index`. They take all frames since the last reset one by
+     * one, from 0 on; any other one stops them.
+     */
+    bool Accepts(std::int64_t index);
+    /**
+     * The next frame. Writes the channels of the output frame that ends with it into bins of
+     * outChannels values, unless `out` is null.
+     */
+    void AddFrame(const T* frame, T* out);
 
   private:
     std::int32_t ChannelsOf(std::int32_t bins) const {
@@ -51,38 +57,51 @@ class ColumnSums {
     std::int64_t HistoryLength() const {
         return (std::int64_t{sizes_.frames} - 1) * timeDilation_ + 1;
     }
-    /** Weights of some taps, and the rows of sums that they go to: one for each tap and channel. */
+    /** Weights of some taps, and the rows of sums that they add to: one for each tap and channel.
+     */
     struct Part {
+        const T* columns;
         std::int64_t firstWeight;
-        T* const* rows;
-        std::size_t count;
+        const T* const* sums;
+        T* const* out;
+        std::int32_t count;
+        /** The first rows, which begin with the bias. */
+        std::int32_t started;
     };
 
     void PackWeights(const Tensor<T>& weights);
-    void FindRows(std::int64_t index);
+    void FindRows();
     T* const* RowsOfTap(std::int32_t tap) const {
         return rows_.data() + std::int64_t{tap} * channels_;
     }
+    void SetProducts();
     void SeedRows(T* const* rows);
     void AddSilence();
     void AddColumns(const Part& part);
-    void AddProducts(const Part& part, IndexRange bins, IndexRange kernelBins);
 
-    Sizes sizes_;
+    ConvSizes sizes_;
     std::int32_t timeDilation_ = 1;
     std::int32_t channels_ = 0;
     bool isActive_ = false;
     std::int64_t nextFrame_ = 0;
+    /** nextFrame_ modulo the history. */
+    std::int64_t ringRow_ = 0;
     ConvReach reach_;
+    std::vector<BinRange> entered_;
     /** [height, inChannels, frames, channels] */
     Tensor<T> weights_;
-    Tensor<T> bias_;
+    /** The bias, or zeros: [channels] */
+    std::vector<T> start_;
     FrameColumns<T> columns_;
+    /** Bins by which the first column that a sum meets lies ahead. */
+    std::int64_t columnShift_ = 0;
+    const T* firstColumn_ = nullptr;
+    ColumnProducts products_{};
     /** [history, channels, output bins] */
     Tensor<T> sums_;
-    /** For each time tap and channel, its row of sums; and the bin in it that comes first. */
+    /** For each time tap and channel, its row of sums, and where they go. */
     std::vector<T*> rows_;
-    std::vector<T*> places_;
+    std::vector<T*> out_;
 };
 
 extern template class ColumnSums<float>;

@@ -8,19 +8,40 @@
 namespace vorun {
 
 template <class T>
-ConvKernel<T>::ConvKernel(const Tensor<T>& weights, const Tensor<T>& bias, const Sizes& sizes)
+ConvKernel<T>::ConvKernel(const Tensor<T>& weights, const Tensor<T>& bias, const ConvSizes& sizes)
     : sizes_(sizes), weights_(weights), bias_(bias) {
     if (weights_.volume() > 0) {
         rows_.resize(static_cast<std::size_t>(sizes_.frames));
         places_.resize(rows_.size());
+        if (RowSums<T>::suit(sizes)) {
+            rowSums_ = RowSums<T>(weights, bias, sizes);
+        }
     }
 }
 
 template <class T>
 void ConvKernel<T>::Convolve(const Plane& plane) {
-    if (plane.channels == 0) {
-        return;
+    const std::int32_t byRow = ChannelsByRow(plane);
+    Plane others = plane;
+    others.channels -= byRow;
+    if (others.channels > 0) {
+        ConvolveByChannel(others);
     }
+    if (byRow > 0) {
+        rowSums_.Sum(rows_, plane.height, plane.out);
+    }
+}
+
+/** Channels whose sums take several bins of a row at once. */
+template <class T>
+std::int32_t ConvKernel<T>::ChannelsByRow(const Plane& plane) const {
+    const bool areColumns = weights_.volume() > 0 && RowSums<T>::suit(sizes_) &&
+                            plane.rowChannels == 1 && !plane.depthwise;
+    return areColumns ? rowSums_.ChannelsOf(plane.height) : 0;
+}
+
+template <class T>
+void ConvKernel<T>::ConvolveByChannel(const Plane& plane) {
     const IndexRange all{0, ReachIn(plane).outHeight()};
     const bool hasProducts = weights_.volume() > 0;
     if (!HasBias() || !hasProducts || !HasRuns(plane)) {

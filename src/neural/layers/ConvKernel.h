@@ -6,6 +6,8 @@
 
 #include "neural/Tensor.h"
 #include "neural/layers/ConvReach.h"
+#include "neural/layers/ConvSizes.h"
+#include "neural/layers/RowSums.h"
 
 namespace vorun {
 
@@ -19,13 +21,6 @@ namespace vorun {
 template <class T>
 class ConvKernel {
   public:
-    struct Sizes {
-        std::int32_t frames = 0;
-        std::int32_t height = 0;
-        std::int32_t inChannels = 0;
-        std::int32_t outChannels = 0;
-        std::int32_t heightStride = 1;
-    };
     /** The size of the rows that the kernel meets, and where the sums go. */
     struct Plane {
         std::int32_t height;
@@ -42,7 +37,7 @@ class ConvKernel {
      * `weights` holds [frames, height, inChannels, outChannels] values or none, `bias` at least
      * outChannels values or none.
      */
-    ConvKernel(const Tensor<T>& weights, const Tensor<T>& bias, const Sizes& sizes);
+    ConvKernel(const Tensor<T>& weights, const Tensor<T>& bias, const ConvSizes& sizes);
 
     /** The row that a time tap meets. */
     void SetRow(std::int32_t tap, const T* row) { rows_[static_cast<std::size_t>(tap)] = row; }
@@ -68,17 +63,20 @@ class ConvKernel {
     bool HasBias() const { return bias_.volume() > 0; }
     bool HasRuns(const Plane& plane) const;
     void SeedBins(const Plane& plane, IndexRange bins) const;
+    std::int32_t ChannelsByRow(const Plane& plane) const;
+    void ConvolveByChannel(const Plane& plane);
     void AddRuns(const Plane& plane);
     void AddBinByBin(const Plane& plane, IndexRange bins);
     void AddByKernelBins(const Plane& plane);
     void AddProducts(const Plane& plane, const Stretch& stretch);
 
-    Sizes sizes_;
+    ConvSizes sizes_;
     Tensor<T> weights_;
     Tensor<T> bias_;
     /** Of each time tap, its row and the place in it from which a stretch reads. */
     std::vector<const T*> rows_;
     std::vector<const T*> places_;
+    RowSums<T> rowSums_;
 };
 
 extern template class ConvKernel<float>;

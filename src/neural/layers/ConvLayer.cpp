@@ -37,8 +37,8 @@ ConvLayer<T>::ConvLayer(LayerMap<T>& layers, ModelReader& reader, std::int32_t v
     CheckSizes();
     ChargeUnbackedSizes(reader);
     this->ChangeRates({1.0 / timeStride_, 1.0 / heightStride_});
-    const typename ConvKernel<T>::Sizes sizes{kernelFrames_, kernelHeight_, kernelInChannels_,
-                                              kernelOutChannels_, heightStride_};
+    const ConvSizes sizes{kernelFrames_, kernelHeight_, kernelInChannels_, kernelOutChannels_,
+                          heightStride_};
     kernel_ = ConvKernel<T>(weights_, bias_, sizes);
     if (timeStride_ == 1) {
         columnSums_ = ColumnSums<T>(weights_, bias_, sizes, timeDilation_);
@@ -106,9 +106,12 @@ bool ConvLayer<T>::AddTensor(const Tensor<T>& input, const BaseLayer<T>* /*sourc
     bool reachedOutput = false;
     for (std::int32_t i = 0; i < frames; ++i) {
         StoreFrame(input, i, rowChannels);
-        StoreColumns(input, i);
-        reachedOutput = ConvolveFrame(channels) || reachedOutput;
+        if (!FillsRow(input)) {
+            columnSums_.Stop();
+        }
+        reachedOutput = ConvolveFrame(input, i) || reachedOutput;
         ++frameCounter_;
+        ringRow_ = ringRow_ + 1 < historyLength_ ? ringRow_ + 1 : 0;
     }
     return reachedOutput;
 }
@@ -129,8 +132,8 @@ template <class T>
 void ConvLayer<T>::StoreFrame(const Tensor<T>& input, std::int32_t frame,
                               std::int32_t rowChannels) {
     const std::int32_t channels = input.dim(2);
-    const std::int32_t repeat = rowChannels / channels;
-    if (repeat > 1) {
+    if (rowChannels > channels && rowChannels / channels > 1) {
+        const std::int32_t repeat = rowChannels / channels;
         // Reads the first frame of the input whatever `frame` is: models feed depthwise
         // convolutions one frame at a time.
         const std::int64_t count = std::int64_t{input.dim(1)} * channels;
@@ -156,45 +159,56 @@ void ConvLayer<T>::StoreFrame(const Tensor<T>& input, std::int32_t frame,
 template <class T>
 T* ConvLayer<T>::RingRow(std::int64_t writtenCount) {
     const std::int64_t rowStride = std::int64_t{history_.dim(1)} * history_.dim(2);
-    const std::int64_t start = (frameCounter_ % historyLength_) * rowStride;
+    const std::int64_t start = ringRow_ * rowStride;
     if (start + writtenCount > history_.volume()) {
         throw std::runtime_error("convolution frame is larger than its history");
     }
     return history_.data() + start;
 }
 
-/** Only frames that fill just their row of the ring are what the sums take them for. */
+/** Only frames that fill just their row of the ring are what sums by column take them for. */
 template <class T>
-void ConvLayer<T>::StoreColumns(const Tensor<T>& input, std::int32_t frame) {
-    if (input.dim(1) == history_.dim(1) && input.dim(2) == kernelInChannels_) {
-        const std::int64_t volume = std::int64_t{input.dim(1)} * input.dim(2);
-        columnSums_.AddFrame(input.readData() + frame * volume, frameCounter_);
-    } else {
-        columnSums_.Stop();
-    }
+bool ConvLayer<T>::FillsRow(const Tensor<T>& input) const {
+    return input.dim(1) == history_.dim(1) && input.dim(2) == kernelInChannels_;
 }
 
 template <class T>
-bool ConvLayer<T>::ConvolveFrame(std::int32_t channels) {
-    if (IsSwallowed()) {
+bool ConvLayer<T>::ConvolveFrame(const Tensor<T>& input, std::int32_t frame) {
+    const bool isSwallowed = IsSwallowed();
+    const bool byColumn = columnSums_.Accepts(frameCounter_);
+    if (!isSwallowed) {
+        PrepareOutput(input.dim(2));
+        SumByRow(IsDepthwise(input.dim(2)));
+    }
+    if (byColumn) {
+        const std::int64_t volume = std::int64_t{input.dim(1)} * input.dim(2);
+        columnSums_.AddFrame(input.readData() + frame * volume,
+                             isSwallowed ? nullptr : output_.data());
+    }
+    if (isSwallowed) {
         BaseLayer<T>::SkipFrame();
         return false;
     }
-    const bool isDepthwise = IsDepthwise(channels);
-    CheckChannels(isDepthwise);
-    const std::int32_t outHeight = history_.dim(1) / heightStride_;
+    return this->PropagateToConsumers(output_, this);
+}
+
+template <class T>
+void ConvLayer<T>::PrepareOutput(std::int32_t channels) {
+    CheckChannels(IsDepthwise(channels));
+    const std::int32_t height = history_.dim(1);
+    const std::int32_t outHeight = heightStride_ == 1 ? height : height / heightStride_;
     output_.Resize({1, outHeight, kernelOutChannels_});
     output_.MakeUnique();
-    if (output_.volume() > 0) {
+}
+
+/** The channels that meet the rows of the ring; the others may hold anything afterwards. */
+template <class T>
+void ConvLayer<T>::SumByRow(bool isDepthwise) {
+    const std::int32_t channels = kernelOutChannels_ - columnSums_.channels();
+    if (output_.volume() > 0 && channels > 0) {
         SetRows();
-        const std::int32_t byColumn = columnSums_.channels();
-        kernel_.Convolve({history_.dim(1), history_.dim(2), isDepthwise,
-                          kernelOutChannels_ - byColumn, output_.data()});
-        if (byColumn > 0) {
-            columnSums_.CopyResult(frameCounter_, output_.data());
-        }
+        kernel_.Convolve({history_.dim(1), history_.dim(2), isDepthwise, channels, output_.data()});
     }
-    return this->PropagateToConsumers(output_, this);
 }
 
 template <class T>
@@ -212,16 +226,16 @@ void ConvLayer<T>::SetRows() {
     const std::int64_t rowStride = std::int64_t{history_.dim(1)} * history_.dim(2);
     const std::int32_t taps = weights_.volume() > 0 ? kernelFrames_ : 0;
     for (std::int32_t tap = 0; tap < taps; ++tap) {
-        const std::int64_t row =
-            (std::int64_t{tap} * timeDilation_ + frameCounter_ + 1) % historyLength_;
+        const std::int64_t behind = std::int64_t{kernelFrames_ - 1 - tap} * timeDilation_;
+        const std::int64_t row = ringRow_ - behind + (behind > ringRow_ ? historyLength_ : 0);
         kernel_.SetRow(tap, history_.readData() + row * rowStride);
     }
 }
 
-/** The remainder is that of signed division, and counts before the look-ahead has passed too. */
 template <class T>
 bool ConvLayer<T>::IsSwallowed() const {
-    return (frameCounter_ - lookahead_) % timeStride_ != 0 || frameCounter_ < lookahead_;
+    return frameCounter_ < lookahead_ ||
+           (timeStride_ > 1 && (frameCounter_ - lookahead_) % timeStride_ != 0);
 }
 
 template <class T>
@@ -229,6 +243,7 @@ void ConvLayer<T>::ResetState() {
     history_.Zero();
     columnSums_.Reset();
     frameCounter_ = 0;
+    ringRow_ = 0;
 }
 
 template <class T>

@@ -59,10 +59,12 @@ class ConvLayer : public BaseLayer<T> {
     void StoreFrame(const Tensor<T>& input, std::int32_t frame, std::int32_t rowChannels);
     T* RingRow(std::int64_t writtenCount);
 
-    void StoreColumns(const Tensor<T>& input, std::int32_t frame);
+    bool FillsRow(const Tensor<T>& input) const;
 
-    bool ConvolveFrame(std::int32_t channels);
+    bool ConvolveFrame(const Tensor<T>& input, std::int32_t frame);
     bool IsSwallowed() const;
+    void PrepareOutput(std::int32_t channels);
+    void SumByRow(bool isDepthwise);
     void CheckChannels(bool isDepthwise) const;
     void SetRows();
 
@@ -73,6 +75,8 @@ class ConvLayer : public BaseLayer<T> {
     std::int32_t reservedParameter_ = 0;
     /** Input frames accepted since the last reset. */
     std::int64_t frameCounter_ = 0;
+    /** frameCounter_ modulo historyLength_. */
+    std::int64_t ringRow_ = 0;
     /** Frames swallowed before the first output, and the phase of the time stride. */
     std::int32_t lookahead_ = 0;
     /** [kernelFrames, kernelHeight, kernelInChannels, kernelOutChannels] */

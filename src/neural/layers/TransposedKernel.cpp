@@ -5,17 +5,9 @@
 
 #include "foundation/vector/CheckedCall.h"
 #include "foundation/vector/FusedForms.h"
+#include "neural/layers/FloorDivide.h"
 
 namespace vorun {
-namespace {
-
-/** Rounds towards minus infinity; `divisor` is positive. */
-std::int64_t floorDivide(std::int64_t value, std::int64_t divisor) {
-    return value >= 0 ? value / divisor : -((divisor - 1 - value) / divisor);
-}
-
-}  // namespace
-
 template <class T>
 TransposedKernel<T>::TransposedKernel(const Tensor<T>& weights, const Sizes& sizes)
     : sizes_(sizes) {
@@ -26,6 +18,7 @@ TransposedKernel<T>::TransposedKernel(const Tensor<T>& weights, const Sizes& siz
     narrow_.Resize({sizes.height, sizes.inChannels, sizes.frames, narrowChannels_});
     columnOut_.resize(static_cast<std::size_t>(sizes.frames) *
                       static_cast<std::size_t>(narrowChannels_));
+    entered_.resize(static_cast<std::size_t>(std::max(sizes.height, 1)));
     for (std::int32_t tap = 0; tap < sizes_.frames; ++tap) {
         PackTap(weights.readData() + tap * sizes_.height * BinVolume(), tap);
     }
@@ -72,8 +65,7 @@ void TransposedKernel<T>::AddFrame(const T* frame, std::int32_t height, const Ro
         }
     }
     if (byColumn) {
-        columns_.Turn(frame);
-        AddByColumn(height, rows);
+        AddByColumn(columns_.Turn(frame), height, rows);
     }
 }
 
@@ -90,28 +82,37 @@ bool TransposedKernel<T>::PrepareColumns(std::int32_t height, const Rows& rows) 
     return height == columnHeight_ && rows.areApart;
 }
 
-/**
- * Output bins of one phase are numbered by the last input bin that reaches them. Those at both ends
- * meet fewer input bins than there are bins of the kernel; the others go together.
+/** The output bins of a phase, numbered by the last input bin that reaches them. */
+template <class T>
+IndexRange TransposedKernel<T>::OutputsOfPhase(std::int32_t phase, std::int32_t height,
+                                               std::int32_t outHeight) const {
+    const std::int64_t stride = sizes_.heightStride;
+    const std::int64_t start = FirstPosition() + phase;
+    return {std::max<std::int64_t>(0, floorDivide(-start + stride - 1, stride)),
+            std::min(std::int64_t{height} + BinsOfPhase(phase) - 1,
+                     floorDivide(outHeight - 1 - start, stride) + 1)};
+}
+
+/** Outputs at both ends meet fewer input bins than there are bins of the kernel; the others go
+ * together.
  */
 template <class T>
 template <class Body>
 void TransposedKernel<T>::ForEachStretch(std::int32_t phase, std::int32_t height,
-                                         std::int32_t outHeight, Ends ends, Body body) const {
+                                         std::int32_t outHeight, Body body) const {
     const std::int64_t stride = sizes_.heightStride;
     const std::int64_t reach = BinsOfPhase(phase) - 1;
     const std::int64_t start = FirstPosition() + phase;
-    const std::int64_t first = std::max<std::int64_t>(0, floorDivide(-start + stride - 1, stride));
-    const std::int64_t end =
-        std::min(height + reach, floorDivide(outHeight - 1 - start, stride) + 1);
-    // One bin lacks one end at most where the input has room for the whole kernel.
-    const std::int64_t joined = ends == Ends::joined && reach > 0 && reach < height ? 1 : 0;
-    for (std::int64_t last = first; last < end;) {
+    const IndexRange outputs = OutputsOfPhase(phase, height, outHeight);
+    // Sums over a register of channels take in the neighbours that lack one end: one at most, where
+    // the input has room for the whole kernel.
+    const std::int64_t joined = !sizes_.depthwise && reach > 0 && reach < height ? 1 : 0;
+    for (std::int64_t last = outputs.begin; last < outputs.end;) {
         const std::int64_t from = std::max<std::int64_t>(0, last - reach);
         const std::int64_t to = std::min<std::int64_t>(last, height - 1);
         Stretch stretch{start + last * stride, 1, from, to - from + 1, from - (last - reach)};
         if (last >= reach - joined && last < height) {
-            stretch.bins = std::min(height + joined, end) - last;
+            stretch.bins = std::min(height + joined, outputs.end) - last;
             stretch.met = reach + 1;
             stretch.kernelBin = 0;
             stretch.lead = std::max<std::int64_t>(0, reach - last);
@@ -126,10 +127,9 @@ template <class T>
 void TransposedKernel<T>::AddByChannel(const T* frame, std::int32_t height, const Rows& rows,
                                        std::int32_t tap, const Part& part) const {
     const std::int64_t perBin = sizes_.depthwise ? 1 : sizes_.inChannels;
-    const Ends ends = sizes_.depthwise ? Ends::apart : Ends::joined;
     const T* weights = part.weights;
     for (std::int32_t phase = 0; phase < Phases(); ++phase) {
-        ForEachStretch(phase, height, rows.height, ends, [&](const Stretch& stretch) {
+        ForEachStretch(phase, height, rows.height, [&](const Stretch& stretch) {
             const T* const x = frame + stretch.inBin * sizes_.inChannels;
             RunProducts products{};
             products.rows = &x;
@@ -166,26 +166,46 @@ void TransposedKernel<T>::FindColumns(const Rows& rows, std::int64_t outBin) {
 
 /** All taps at once: they meet the same input. */
 template <class T>
-void TransposedKernel<T>::AddByColumn(std::int32_t height, const Rows& rows) {
+void TransposedKernel<T>::AddByColumn(const T* columns, std::int32_t height, const Rows& rows) {
     const Part part = NarrowPart(0);
     const T* weights = part.weights;
     for (std::int32_t phase = 0; phase < Phases(); ++phase) {
-        ForEachStretch(phase, height, rows.height, Ends::apart, [&](const Stretch& stretch) {
-            FindColumns(rows, stretch.outBin);
+        const IndexRange outputs = OutputsOfPhase(phase, height, rows.height);
+        const std::int64_t reach = BinsOfPhase(phase) - 1;
+        if (!outputs.isEmpty()) {
+            FindColumns(rows, FirstPosition() + phase + outputs.begin * sizes_.heightStride);
+            FindEntered(outputs, reach, height);
             ColumnProducts products{};
-            products.columns = columns_.readData() + stretch.inBin;
+            const T* const first = columns + outputs.begin - reach;
+            products.columns = &first;
             products.pitch = columns_.pitch();
-            products.weights = weights + stretch.kernelBin * sizes_.inChannels * part.weightStride;
+            products.weights = weights;
             products.weightStride = part.weightStride;
+            products.sums = columnOut_.data();
             products.out = columnOut_.data();
             products.outStride = std::int64_t{sizes_.heightStride} * rows.channels;
+            products.entered = entered_.data();
+            products.taps = 1;
             products.columnCount = columns_.count();
-            products.run = static_cast<std::int32_t>(stretch.met * sizes_.inChannels);
-            products.bins = static_cast<std::int32_t>(stretch.bins);
+            products.groups = BinsOfPhase(phase);
+            products.group = sizes_.inChannels;
+            products.bins = static_cast<std::int32_t>(outputs.size());
             products.channels = static_cast<std::int32_t>(columnOut_.size());
-            checkedCall(products.run, [&] { return addColumnProducts(products); });
-        });
-        weights += BinsOfPhase(phase) * sizes_.inChannels * part.weightStride;
+            checkedCall(products.group, [&] { return addColumnProducts(products); });
+        }
+        weights += (reach + 1) * sizes_.inChannels * part.weightStride;
+    }
+}
+
+/** Which of the outputs each bin of a phase's packed kernel reaches from within the input. */
+template <class T>
+void TransposedKernel<T>::FindEntered(IndexRange outputs, std::int64_t reach, std::int32_t height) {
+    for (std::int64_t i = 0; i <= reach; ++i) {
+        const std::int64_t first = outputs.begin - reach + i;
+        const std::int64_t begin = std::clamp<std::int64_t>(-first, 0, outputs.size());
+        const std::int64_t end = std::clamp<std::int64_t>(height - first, begin, outputs.size());
+        entered_[static_cast<std::size_t>(i)] = {static_cast<std::int32_t>(begin),
+                                                 static_cast<std::int32_t>(end)};
     }
 }
 

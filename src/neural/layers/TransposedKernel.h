@@ -4,7 +4,10 @@
 #include <cstdint>
 #include <vector>
 
+#include "foundation/vector/FusedForms.h"
 #include "neural/Tensor.h"
+#include "neural/layers/ColumnChannels.h"
+#include "neural/layers/ConvReach.h"
 #include "neural/layers/FrameColumns.h"
 
 namespace vorun {
@@ -75,9 +78,6 @@ class TransposedKernel {
         std::int64_t lead = 0;
         std::int64_t trail = 0;
     };
-    /** Whether stretches take those in that lack a bin at one end. */
-    enum class Ends : std::uint8_t { apart, joined };
-
     std::int32_t Phases() const { return std::min(sizes_.heightStride, sizes_.height); }
     /** The bins of the kernel at `phase`, from the stride on: phase, phase + stride and so on. */
     std::int32_t BinsOfPhase(std::int32_t phase) const {
@@ -106,14 +106,17 @@ class TransposedKernel {
     void PackTap(const T* kernel, std::int32_t tap);
     void PackBin(const T* bin, Part& part) const;
     bool PrepareColumns(std::int32_t height, const Rows& rows);
+    IndexRange OutputsOfPhase(std::int32_t phase, std::int32_t height,
+                              std::int32_t outHeight) const;
     /** body(stretch) for all output bins of a phase. */
     template <class Body>
-    void ForEachStretch(std::int32_t phase, std::int32_t height, std::int32_t outHeight, Ends ends,
+    void ForEachStretch(std::int32_t phase, std::int32_t height, std::int32_t outHeight,
                         Body body) const;
     void AddByChannel(const T* frame, std::int32_t height, const Rows& rows, std::int32_t tap,
                       const Part& part) const;
     void FindColumns(const Rows& rows, std::int64_t outBin);
-    void AddByColumn(std::int32_t height, const Rows& rows);
+    void FindEntered(IndexRange outputs, std::int64_t reach, std::int32_t height);
+    void AddByColumn(const T* columns, std::int32_t height, const Rows& rows);
 
     Sizes sizes_;
     /** The output channels: those summed a register of channels at a time, and the last ones. */
@@ -127,6 +130,8 @@ class TransposedKernel {
     std::int32_t columnHeight_ = 0;
     /** Of each time tap and narrow channel, its first bin. */
     std::vector<T*> columnOut_;
+    /** Of each bin of a phase's kernel, the output bins that it reaches. */
+    std::vector<BinRange> entered_;
 };
 
 extern template class TransposedKernel<float>;

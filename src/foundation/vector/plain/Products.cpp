@@ -85,14 +85,25 @@ IppStatus addChannelProducts(const ChannelProducts& product) {
 }
 
 IppStatus addColumnProducts(const ColumnProducts& product) {
+    const std::int32_t run = product.groups * product.group;
     for (std::int32_t c = 0; c < product.channels; ++c) {
+        float* const out = product.out[c];
+        const bool isStarted = c < product.started;
         for (std::int64_t b = 0; b < product.bins; ++b) {
-            for (std::int32_t i = 0; i < product.run; ++i) {
+            const std::int64_t place = b * product.outStride;
+            out[place] = isStarted ? product.start[c] : product.sums[c][place];
+        }
+        for (std::int64_t t = 0; t < product.taps; ++t) {
+            const float* const w = product.weights + t * product.tapStride + c;
+            for (std::int32_t i = 0; i < run; ++i) {
                 const std::int32_t place = product.firstColumn + i;
-                const float* column = product.columns + place % product.columnCount * product.pitch;
-                plain::ippsAddProduct_32f(product.weights + i * product.weightStride + c,
-                                          column + b + place / product.columnCount,
-                                          product.out[c] + b * product.outStride, 1);
+                const float* const column = product.columns[t] + place / product.columnCount +
+                                            place % product.columnCount * product.pitch;
+                const BinRange entered = product.entered[i / product.group];
+                for (std::int64_t b = entered.begin; b < entered.end; ++b) {
+                    plain::ippsAddProduct_32f(w + i * product.weightStride, column + b,
+                                              out + b * product.outStride, 1);
+                }
             }
         }
     }
