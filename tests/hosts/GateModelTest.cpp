@@ -2,11 +2,11 @@
 #include <cmath>
 #include <cstdint>
 #include <gtest/gtest.h>
-#include <random>
 #include <string>
 #include <vector>
 
 #include "gate/SpectralGate.h"
+#include "hosts/HeardSound.h"
 #include "hosts/TemporaryFolder.h"
 #include "restore/Processor.h"
 
@@ -14,29 +14,23 @@ namespace vorun::gate {
 namespace {
 
 constexpr int rate = 48000;
-constexpr std::int32_t latency = 5 * 256;
+
+/** The gate as a file, for as long as this lives. */
+class GateFile {
+  public:
+    GateFile() { spectralGate().writeFile(path()); }
+    std::string path() const { return folder_.file("gate.vorun"); }
+
+  private:
+    test::TemporaryFolder folder_;
+};
 
 std::vector<float> restored(const std::vector<float>& input) {
-    const test::TemporaryFolder folder;
-    const std::string path = folder.file("gate.vorun");
-    spectralGate().writeFile(path);
-    // Throws, and so fails the test, if the engine refuses the model.
-    vorun::restore::Processor processor(path, 1, rate);
-    processor.setBusGain(1, 0.0F);
-    std::vector<float> padded = input;
-    padded.resize(input.size() + latency);
-    processor.push(padded);
-    return processor.pull(static_cast<std::int32_t>(input.size()));
+    return test::restored(GateFile().path(), input, rate);
 }
 
 std::vector<float> noise(int seconds, float level) {
-    std::mt19937 random(7);
-    std::normal_distribution<float> value(0.0F, level);
-    std::vector<float> samples(static_cast<std::size_t>(seconds * rate));
-    for (float& sample : samples) {
-        sample = value(random);
-    }
-    return samples;
+    return test::noise(seconds * rate, level);
 }
 
 /** Adds a tone that sounds for 0.2 s out of each 0.8 s. */
@@ -50,13 +44,8 @@ void addPulses(std::vector<float>& samples, float peak) {
 }
 
 double decibels(const std::vector<float>& samples, double from, double to) {
-    double sum = 0.0;
-    const auto first = static_cast<std::size_t>(from * rate);
-    const auto last = static_cast<std::size_t>(to * rate);
-    for (std::size_t i = first; i < last; ++i) {
-        sum += double{samples[i]} * double{samples[i]};
-    }
-    return 10.0 * std::log10(sum / static_cast<double>(last - first) + 1e-30);
+    return test::decibels(samples, static_cast<std::size_t>(from * rate),
+                          static_cast<std::size_t>(to * rate));
 }
 
 /** Power of `wanted` over that of what `heard` has besides it, in dB. */
@@ -67,6 +56,10 @@ double ratioToRest(const std::vector<float>& heard, const std::vector<float>& wa
     }
     const double end = static_cast<double>(wanted.size()) / rate;
     return decibels(wanted, 0.0, end) - decibels(rest, 0.0, end);
+}
+
+TEST(GateModel, AnswersAfterFiveHops) {
+    EXPECT_EQ(restore::Processor(GateFile().path(), 1, rate).latency(), 5 * 256);
 }
 
 TEST(GateModel, SteadyNoiseFallsByTwentyToTwentyTwoDecibelsAtAnyLevel) {

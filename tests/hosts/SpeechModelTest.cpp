@@ -6,43 +6,23 @@
 #include <cstdint>
 #include <filesystem>
 #include <gtest/gtest.h>
-#include <random>
 #include <string>
 #include <vector>
 
+#include "hosts/HeardSound.h"
 #include "restore/DefaultModel.h"
 #include "restore/Processor.h"
 
 namespace vorun::restore {
 namespace {
 
+using test::decibels;
+using test::noise;
+
 const std::string model = VORUN_SPEECH_MODEL;
 
 std::vector<float> restored(const std::vector<float>& input, int rate, std::int32_t channels = 1) {
-    Processor processor(model, channels, rate);
-    processor.setBusGain(1, 0.0F);
-    std::vector<float> padded = input;
-    padded.resize(input.size() + static_cast<std::size_t>(processor.latency() * channels));
-    processor.push(padded);
-    return processor.pull(static_cast<std::int32_t>(input.size()) / channels);
-}
-
-std::vector<float> noise(int samples, float level) {
-    std::mt19937 random(7);
-    std::normal_distribution<float> value(0.0F, level);
-    std::vector<float> result(static_cast<std::size_t>(samples));
-    for (float& sample : result) {
-        sample = value(random);
-    }
-    return result;
-}
-
-double decibels(const std::vector<float>& samples, std::size_t first, std::size_t last) {
-    double sum = 0.0;
-    for (std::size_t i = first; i < last; ++i) {
-        sum += double{samples[i]} * double{samples[i]};
-    }
-    return 10.0 * std::log10(sum / static_cast<double>(last - first) + 1e-30);
+    return test::restored(model, input, rate, channels);
 }
 
 TEST(SpeechModel, IsWhatTheProgramTakesByItself) {
