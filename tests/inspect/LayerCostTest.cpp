@@ -178,10 +178,20 @@ TEST(LayerCost, TransposedConvolutionOfManyBinsTurnsItsFrameRound) {
     TransposedConvRecord record = transposedOf({3, 4, 2, 4}, 2);
     record.heightStride = 2;
     const Flow flow = flowOf(ModelWriter(headerOf(16, 4)).addTransposedConv("t", "input", record));
-    // The output, the copied input, and the same as columns.
-    EXPECT_EQ(flow.outputValues, 32 * 2 + 16 * 4 + 4 * 16);
+    // The output, the copied input and the same as columns; and 3 rows as planes.
+    EXPECT_EQ(flow.outputValues, 32 * 2 + 16 * 4 + 4 * 16 + 3 * 32 * 2);
     EXPECT_EQ(flow.arrangedValues, 3 * 4 * 2 * 4);
     EXPECT_EQ(flow.waitingSums, 0);
+}
+
+TEST(LayerCost, ARowOfOneValueABinOrOfOtherChannelsHasNoPlanes) {
+    const auto outputOf = [](std::int16_t channels) {
+        const TransposedConvRecord record = transposedOf({3, 4, channels, 4}, channels);
+        return flowOf(ModelWriter(headerOf(16, 4)).addTransposedConv("t", "input", record))
+            .outputValues;
+    };
+    EXPECT_EQ(outputOf(1), 16 * 1 + 16 * 4 + 4 * 16);
+    EXPECT_EQ(outputOf(17), 16 * 17 + 16 * 4 + 4 * 16);
 }
 
 TEST(LayerCost, TransposedConvolutionOfLongStridesHasALongRing) {

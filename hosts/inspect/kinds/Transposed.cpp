@@ -65,10 +65,15 @@ Flow followTransposed(const LayerRecord& record, const std::vector<Frames>& inpu
         const std::int64_t columns = columnValues(in.height, kernel.inChannels, 1);
         // Of the kernel's bins, one in a stride meets the same output bin.
         const std::int64_t met = (kernel.height - 1) / std::max<std::int64_t>(heightStride, 1) + 1;
-        const std::int64_t run = product({met, kernel.inChannels});
-        if (!isDepthwise(kernel, record) && columnChannels(kernel.outChannels, run) > 0 &&
-            hasColumnsFor(in.height) && columns <= mostColumnValues) {
+        const std::int64_t channels =
+            columnChannels(kernel.outChannels, product({met, kernel.inChannels}));
+        if (!isDepthwise(kernel, record) && channels > 0 && hasColumnsFor(in.height) &&
+            columns <= mostColumnValues) {
             flow.outputValues += columns;
+            const bool isAlone = channels == kernel.outChannels && channels * heightStride > 1;
+            const std::int64_t planes =
+                isAlone ? product({kernel.frames, heightStride, channels, in.height}) : 0;
+            flow.outputValues += planes <= mostColumnValues ? planes : 0;
         }
         const double taps =
             tapsInside({in.height, flow.output.height, kernel.height, heightStride});

@@ -65,7 +65,15 @@ void TransposedKernel<T>::AddFrame(const T* frame, std::int32_t height, const Ro
         }
     }
     if (byColumn) {
-        AddByColumn(columns_.Turn(frame), height, rows);
+        const bool hasPlanes = planes_.volume() > 0 && rows.channels == narrowChannels_;
+        const T* const columns = columns_.Turn(frame);
+        if (hasPlanes) {
+            SplitRows(rows);
+        }
+        AddByColumn(columns, height, rows, hasPlanes);
+        if (hasPlanes) {
+            JoinRows(rows);
+        }
     }
 }
 
@@ -77,9 +85,44 @@ bool TransposedKernel<T>::PrepareColumns(std::int32_t height, const Rows& rows) 
     }
     if (columnHeight_ == 0 && columns_.Resize(height, sizes_.inChannels, 1)) {
         columnHeight_ = height;
+        PreparePlanes(height);
     }
     // Rows that overlap take one tap after the other.
     return height == columnHeight_ && rows.areApart;
+}
+
+/** One plane is a row as it stands; and only rows without other channels go through planes. */
+template <class T>
+void TransposedKernel<T>::PreparePlanes(std::int32_t height) {
+    const std::int64_t planes = PlanesOfRow();
+    const std::int64_t count = planes * sizes_.frames;
+    if (wideChannels_ == 0 && planes > 1 && count <= TensorData<T>::largestCapacity / height) {
+        planes_.Resize({static_cast<std::int32_t>(count), height});
+    }
+}
+
+template <class T>
+void TransposedKernel<T>::SplitRows(const Rows& rows) {
+    const auto planes = static_cast<std::int32_t>(PlanesOfRow());
+    const std::int32_t volume = planes * columnHeight_;
+    for (std::int64_t tap = 0; tap < sizes_.frames; ++tap) {
+        checkedCall(volume, [&] {
+            return transposeBins(rows.taps[tap], volume, planes, planes_.data() + tap * volume,
+                                 columnHeight_);
+        });
+    }
+}
+
+template <class T>
+void TransposedKernel<T>::JoinRows(const Rows& rows) const {
+    const auto planes = static_cast<std::int32_t>(PlanesOfRow());
+    const std::int32_t volume = planes * columnHeight_;
+    for (std::int64_t tap = 0; tap < sizes_.frames; ++tap) {
+        checkedCall(volume, [&] {
+            return transposeBins(planes_.readData() + tap * volume, volume, columnHeight_,
+                                 rows.taps[tap], planes);
+        });
+    }
 }
 
 /** The output bins of a phase, numbered by the last input bin that reaches them. */
@@ -164,16 +207,32 @@ void TransposedKernel<T>::FindColumns(const Rows& rows, std::int64_t outBin) {
     }
 }
 
+/** The same in planes. */
+template <class T>
+void TransposedKernel<T>::FindPlanes(std::int64_t outBin) {
+    const std::int64_t first = outBin % sizes_.heightStride * narrowChannels_;
+    T** out = columnOut_.data();
+    for (std::int64_t tap = 0; tap < sizes_.frames; ++tap) {
+        for (std::int64_t channel = 0; channel < narrowChannels_; ++channel) {
+            *out++ = planes_.data() + (tap * PlanesOfRow() + first + channel) * columnHeight_ +
+                     outBin / sizes_.heightStride;
+        }
+    }
+}
+
 /** All taps at once: they meet the same input. */
 template <class T>
-void TransposedKernel<T>::AddByColumn(const T* columns, std::int32_t height, const Rows& rows) {
+void TransposedKernel<T>::AddByColumn(const T* columns, std::int32_t height, const Rows& rows,
+                                      bool inPlanes) {
     const Part part = NarrowPart(0);
     const T* weights = part.weights;
     for (std::int32_t phase = 0; phase < Phases(); ++phase) {
         const IndexRange outputs = OutputsOfPhase(phase, height, rows.height);
         const std::int64_t reach = BinsOfPhase(phase) - 1;
         if (!outputs.isEmpty()) {
-            FindColumns(rows, FirstPosition() + phase + outputs.begin * sizes_.heightStride);
+            const std::int64_t outBin =
+                FirstPosition() + phase + outputs.begin * sizes_.heightStride;
+            inPlanes ? FindPlanes(outBin) : FindColumns(rows, outBin);
             FindEntered(outputs, reach, height);
             ColumnProducts products{};
             const T* const first = columns + outputs.begin - reach;
@@ -183,7 +242,7 @@ void TransposedKernel<T>::AddByColumn(const T* columns, std::int32_t height, con
             products.weightStride = part.weightStride;
             products.sums = columnOut_.data();
             products.out = columnOut_.data();
-            products.outStride = std::int64_t{sizes_.heightStride} * rows.channels;
+            products.outStride = inPlanes ? 1 : std::int64_t{sizes_.heightStride} * rows.channels;
             products.entered = entered_.data();
             products.taps = 1;
             products.columnCount = columns_.count();

@@ -90,6 +90,8 @@ class TransposedKernel {
         const std::int64_t run = std::int64_t{BinsOfPhase(0)} * sizes_.inChannels;
         return columnChannels(sizes_.outChannels, run, bins);
     }
+    /** A row of narrow channels alone holds so many values of each input bin's outputs. */
+    std::int64_t PlanesOfRow() const { return std::int64_t{sizes_.heightStride} * narrowChannels_; }
     Part WidePart(std::int32_t tap) {
         const std::int64_t tapVolume =
             std::int64_t{sizes_.height} * sizes_.inChannels * wideChannels_;
@@ -114,9 +116,13 @@ class TransposedKernel {
                         Body body) const;
     void AddByChannel(const T* frame, std::int32_t height, const Rows& rows, std::int32_t tap,
                       const Part& part) const;
+    void PreparePlanes(std::int32_t height);
+    void SplitRows(const Rows& rows);
+    void JoinRows(const Rows& rows) const;
     void FindColumns(const Rows& rows, std::int64_t outBin);
+    void FindPlanes(std::int64_t outBin);
     void FindEntered(IndexRange outputs, std::int64_t reach, std::int32_t height);
-    void AddByColumn(const T* columns, std::int32_t height, const Rows& rows);
+    void AddByColumn(const T* columns, std::int32_t height, const Rows& rows, bool inPlanes);
 
     Sizes sizes_;
     /** The output channels: those summed a register of channels at a time, and the last ones. */
@@ -128,6 +134,8 @@ class TransposedKernel {
     Tensor<T> narrow_;
     FrameColumns<T> columns_;
     std::int32_t columnHeight_ = 0;
+    /** The rows of all taps, each value of a stride in a plane of its own: [planes, height]. */
+    Tensor<T> planes_;
     /** Of each time tap and narrow channel, its first bin. */
     std::vector<T*> columnOut_;
     /** Of each bin of a phase's kernel, the output bins that it reaches. */
