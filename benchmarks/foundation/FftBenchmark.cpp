@@ -168,6 +168,22 @@ BENCHMARK_CAPTURE(runTransform, longInverse, Direction::inverse)
     ->Name("transform/long/inverse")
     ->Apply(everyIndexAndLongOrder);
 
+// Those that it takes far longer for, with the instruction sets of processors that have the memory.
+void wideIndexAndHugeOrder(benchmark::internal::Benchmark* rows) {
+    rows->ArgNames({"index", "order"})->Unit(benchmark::kMillisecond);
+    for (int index = 4; index <= dispatch::largestIndex(); ++index) {
+        for (std::int64_t order = 24; order <= 26; ++order) {
+            rows->Args({index, order});
+        }
+    }
+}
+BENCHMARK_CAPTURE(runTransform, hugeForward, Direction::forward)
+    ->Name("transform/huge/forward")
+    ->Apply(wideIndexAndHugeOrder);
+BENCHMARK_CAPTURE(runTransform, hugeInverse, Direction::inverse)
+    ->Name("transform/huge/inverse")
+    ->Apply(wideIndexAndHugeOrder);
+
 // Building the plan of both directions, and the peers' plans of both in turns with it.
 void transformSetUp(benchmark::State& state) {
     const auto order = static_cast<std::int32_t>(state.range(0));
