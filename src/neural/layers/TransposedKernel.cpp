@@ -169,6 +169,9 @@ void TransposedKernel<T>::ForEachStretch(std::int32_t phase, std::int32_t height
 template <class T>
 void TransposedKernel<T>::AddByChannel(const T* frame, std::int32_t height, const Rows& rows,
                                        std::int32_t tap, const Part& part) const {
+    if (part.channels == 0) {
+        return;
+    }
     const std::int64_t perBin = sizes_.depthwise ? 1 : sizes_.inChannels;
     const T* weights = part.weights;
     for (std::int32_t phase = 0; phase < Phases(); ++phase) {
