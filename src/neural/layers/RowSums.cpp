@@ -28,47 +28,43 @@ void RowSums<T>::Sum(const std::vector<const T*>& rows, std::int32_t height, T* 
     if (height != reach_.height) {
         Prepare(height);
     }
-    FindRows(rows);
-    const auto channels = static_cast<std::int32_t>(out_.size());
-    ColumnProducts products{};
-    products.columns = columns_.data();
-    products.pitch = height;
-    products.weights = weights_.readData() + sizes_.outChannels - channels;
-    products.tapStride = std::int64_t{sizes_.height} * sizes_.outChannels;
-    products.weightStride = sizes_.outChannels;
-    products.sums = out_.data();
-    products.out = out_.data();
-    products.outStride = 1;
-    products.start = start_.data();
-    products.entered = entered_.data();
-    products.taps = sizes_.frames;
-    products.columnCount = 1;
-    products.groups = sizes_.height;
-    products.group = 1;
-    products.bins = height;
-    products.channels = channels;
-    products.started = channels;
-    checkedCall(channels, [&] { return addColumnProducts(products); });
-    writeLastChannels(sums_.readData(), channels, height, out, sizes_.outChannels);
-}
-
-template <class T>
-void RowSums<T>::Prepare(std::int32_t height) {
-    reach_ = {sizes_.height, 1, height};
-    entered_ = enteredBins(reach_);
-    sums_.Resize({static_cast<std::int32_t>(out_.size()), height});
-}
-
-template <class T>
-void RowSums<T>::FindRows(const std::vector<const T*>& rows) {
     for (std::size_t tap = 0; tap < columns_.size(); ++tap) {
         columns_[tap] = rows[tap] + reach_.position(0);
     }
+    checkedCall(products_.channels, [&] { return addColumnProducts(products_); });
+    writeLastChannels(sums_.readData(), products_.channels, height, out, sizes_.outChannels);
+}
+
+/** What all frames of a height have in common. */
+template <class T>
+void RowSums<T>::Prepare(std::int32_t height) {
+    const auto channels = static_cast<std::int32_t>(out_.size());
+    sums_.Resize({channels, height});
+    reach_ = {sizes_.height, 1, height};
+    entered_ = enteredBins(reach_);
     T* sums = sums_.data();
     for (T*& row : out_) {
         row = sums;
-        sums += reach_.height;
+        sums += height;
     }
+    products_ = {};
+    products_.columns = columns_.data();
+    products_.pitch = height;
+    products_.weights = weights_.readData() + sizes_.outChannels - channels;
+    products_.tapStride = std::int64_t{sizes_.height} * sizes_.outChannels;
+    products_.weightStride = sizes_.outChannels;
+    products_.sums = out_.data();
+    products_.out = out_.data();
+    products_.outStride = 1;
+    products_.start = start_.data();
+    products_.entered = entered_.data();
+    products_.taps = sizes_.frames;
+    products_.columnCount = 1;
+    products_.groups = sizes_.height;
+    products_.group = 1;
+    products_.bins = height;
+    products_.channels = channels;
+    products_.started = channels;
 }
 
 template class RowSums<float>;

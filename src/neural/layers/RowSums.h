@@ -42,7 +42,6 @@ class RowSums {
 
   private:
     void Prepare(std::int32_t height);
-    void FindRows(const std::vector<const T*>& rows);
 
     ConvSizes sizes_;
     Tensor<T> weights_;
@@ -56,6 +55,7 @@ class RowSums {
     std::vector<const T*> columns_;
     /** Of each channel, its row of sums. */
     std::vector<T*> out_;
+    ColumnProducts products_{};
 };
 
 extern template class RowSums<float>;
