@@ -37,8 +37,8 @@ std::unique_ptr<Model> loaded(const ModelWriter& file) {
 }
 
 /** Runs one frame of ones, and gives what comes out. */
-FloatTensor step(Model& model, std::int32_t height = rows) {
-    FloatTensor input({1, height, channels});
+FloatTensor step(Model& model, std::int32_t height = rows, std::int32_t inChannels = channels) {
+    FloatTensor input({1, height, inChannels});
     std::fill_n(input.data(), input.volume(), 1.0F);
     model.input->AddTensor(input, nullptr);
     return model.output->TakeResult();
@@ -103,23 +103,23 @@ std::vector<ModelWriter> singleLayers() {
 }
 
 /** A model of `height` rows until its first frame has come out. */
-void expectMemoryAsTold(const ModelWriter& file, std::int32_t height) {
+void expectMemoryAsTold(const ModelWriter& file, std::int32_t height, int inChannels = channels) {
     const inspect::FileContents contents = decoded(file.bytes());
     const GraphFlow graph = followGraph(contents);
     const std::uint64_t before = allocated();
     const auto model = loaded(file);
-    const FloatTensor result = step(*model, height);
+    const FloatTensor result = step(*model, height, inChannels);
     // What goes in, and the copy that comes out, are the caller's.
-    const std::int64_t callers = (std::int64_t{height} * channels + result.volume()) * 4;
+    const std::int64_t callers = (std::int64_t{height} * inChannels + result.volume()) * 4;
     EXPECT_EQ(
         static_cast<double>(allocated() - before),
         graph.weightBytes + graph.historyBytes + graph.outputBytes + static_cast<double>(callers))
         << "type " << contents.layers[0].type;
     // Nothing is left for later frames to take.
     const std::uint64_t settled = allocated();
-    const FloatTensor next = step(*model, height);
+    const FloatTensor next = step(*model, height, inChannels);
     EXPECT_EQ(static_cast<std::int64_t>(allocated() - settled),
-              (std::int64_t{height} * channels + next.volume()) * 4);
+              (std::int64_t{height} * inChannels + next.volume()) * 4);
 }
 
 TEST(EngineAgreement, MemoryIsWhatTheEngineTakes) {
@@ -129,14 +129,14 @@ TEST(EngineAgreement, MemoryIsWhatTheEngineTakes) {
 }
 
 /** Convolutions with columns where there are bins and channels for them, and without. */
-std::vector<ConvRecord> columnConvolutions(int outChannels) {
-    std::vector<ConvRecord> records(8, convOf({3, 8, channels, outChannels}));
+std::vector<ConvRecord> columnConvolutions(int inChannels, int outChannels) {
+    std::vector<ConvRecord> records(8, convOf({3, 8, inChannels, outChannels}));
     records[1].timeDilation = 4;
     records[2].timeDilation = 0;
     records[3].timeStride = 2;
     records[4].heightStride = 2;
     records[5].heightStride = 3;
-    records[6] = convOf({1, 40, channels, outChannels});
+    records[6] = convOf({1, 40, inChannels, outChannels});
     records[6].timeDilation = 0;
     // Of one channel each.
     records[7] = convOf({2, 9, 1, 2 * outChannels});
@@ -148,19 +148,24 @@ TEST(EngineAgreement, MemoryOfColumnsIsWhatTheEngineTakes) {
     for (const int height : {15, 16, 17, 33, 34, 67}) {
         for (const int outChannels : {1, 4, 6, 7, 10, 11, 13, 16, 18, 28, 40}) {
             SCOPED_TRACE(std::to_string(height) + " rows to " + std::to_string(outChannels));
-            for (const ConvRecord& record : columnConvolutions(outChannels)) {
-                ModelWriter file(headerOf(static_cast<std::int16_t>(height), channels));
-                file.addConv("x", "input", record).setOutputSource("x");
-                expectMemoryAsTold(file, height);
+            for (const int inChannels : {1, 2}) {
+                for (const ConvRecord& record : columnConvolutions(inChannels, outChannels)) {
+                    ModelWriter file(headerOf(static_cast<std::int16_t>(height),
+                                              static_cast<std::int8_t>(inChannels)));
+                    file.addConv("x", "input", record).setOutputSource("x");
+                    expectMemoryAsTold(file, height, inChannels);
+                }
             }
             for (const std::int8_t stride : std::vector<std::int8_t>{1, 2, 3}) {
-                writer::TransposedConvRecord record =
-                    transposedOf({3, 20, outChannels, channels},
-                                 static_cast<std::int16_t>(outChannels == 1 ? 1 : 41));
-                record.heightStride = stride;
-                ModelWriter file(headerOf(static_cast<std::int16_t>(height), channels));
-                file.addTransposedConv("x", "input", record).setOutputSource("x");
-                expectMemoryAsTold(file, height);
+                // A kernel of one channel stays an ordinary one only in front of one.
+                for (const int given : {outChannels, outChannels == 1 ? 1 : 41}) {
+                    writer::TransposedConvRecord record = transposedOf(
+                        {3, 20, outChannels, channels}, static_cast<std::int16_t>(given));
+                    record.heightStride = stride;
+                    ModelWriter file(headerOf(static_cast<std::int16_t>(height), channels));
+                    file.addTransposedConv("x", "input", record).setOutputSource("x");
+                    expectMemoryAsTold(file, height);
+                }
             }
         }
     }

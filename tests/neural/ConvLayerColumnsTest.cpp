@@ -59,7 +59,7 @@ void sprinkle(Dice& dice, std::vector<float>& values) {
 void rollKernel(Dice& dice, NaiveConvolution& conv) {
     conv.kernelFrames = dice.roll(1, 4);
     conv.kernelHeight = dice.roll(1, 7);
-    // The longer the run over a frame, the more channels are summed by column, up to 11.
+    // The longer the run over a frame, the more channels are summed by column, up to 12.
     conv.channels = dice.roll(0, 2) == 0 ? dice.roll(1, 5) : dice.roll(4, 30);
     conv.kernelIn = conv.channels;
     conv.timeStride = dice.roll(0, 4) == 0 ? 2 : 1;
@@ -207,6 +207,8 @@ TEST_P(ConvLayerColumns, KernelMayBeTallerThanThePlane) {
     for (const std::int32_t kernelHeight : {17, 18, 33, 34, 35, 50}) {
         SCOPED_TRACE(kernelHeight);
         expectChain(convolution(2, kernelHeight, 2, 5, 17));
+        expectChain(convolution(2, kernelHeight, 1, 5, 17));
+        expectChain(convolution(2, kernelHeight, 1, 1, 17));
     }
 }
 
@@ -228,6 +230,9 @@ TEST_P(ConvLayerColumns, HeightsAroundSixteenBins) {
             expectChain(conv);
             // A bin that no output bin is centred on.
             conv = convolution(2, 5, 2, 18, height * stride + stride - 1);
+            conv.heightStride = stride;
+            expectChain(conv);
+            conv = convolution(2, 4, 1, 7, height * stride);
             conv.heightStride = stride;
             expectChain(conv);
         }
@@ -257,6 +262,18 @@ TEST_P(ConvLayerColumns, WideChannelCountsLeaveTheLastOnesToTheColumns) {
         NaiveConvolution conv = convolution(2, 6, 30, channels, 17);
         conv.stream.resize(std::size_t{4} * 17 * 30);
         expectChain(conv);
+    }
+}
+
+TEST_P(ConvLayerColumns, OneInputChannelFeedsAnyNumberOfThem) {
+    for (std::int32_t channels = 1; channels <= 34; ++channels) {
+        for (const std::int32_t height : {16, 31, 50}) {
+            SCOPED_TRACE(channels);
+            NaiveConvolution conv = convolution(3, 4, 1, channels, height);
+            conv.timeDilation = 1 + channels % 3;
+            conv.timeStride = 1 + channels % 2;
+            expectChain(conv);
+        }
     }
 }
 

@@ -102,7 +102,7 @@ class IrregularStream {
     ConvRing ring_;
 };
 
-/** With runs over a frame that are long enough for all channels to be summed by column. */
+/** All of whose channels are summed with bins side by side. */
 NaiveConvolution convolution(std::int32_t kernelIn = 3, std::int32_t kernelOut = 5) {
     Dice dice(3);
     NaiveConvolution conv;
@@ -158,6 +158,14 @@ TEST(ConvIrregularStream, DepthwiseFramesAfterOrdinaryOnes) {
     stream.expectSame({1, regularHeight, 2});
     stream.expectSame({1, regularHeight / 6, 3});
     stream.expectSame({1, regularHeight, 6});
+    stream.expectRegularAndReset();
+}
+
+/** 16 of 17 channels meet the ring, and the last one has sums that wait. */
+TEST(ConvIrregularStream, DepthwiseFramesStopTheSumsOfAChannelThatIsAlone) {
+    IrregularStream stream(convolution(1, 17));
+    stream.expectRegular(6);
+    stream.expectSame({1, regularHeight / 17, 17});
     stream.expectRegularAndReset();
 }
 

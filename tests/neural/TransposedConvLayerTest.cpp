@@ -145,6 +145,14 @@ TEST_F(TransposedConvLayerTest, HeightStrideZeroGivesFramesWithoutBins) {
         framesAfter({1, 3, 1}, {1, 2, 3});
         EXPECT_EQ(recorder_.shapes.back(), (Shape{1, 0, 1}));
     }
+    // As many bins and channels as would go by column.
+    TransposedConvRecord record =
+        transposedRecord({1, 5, 5, 1}, std::vector<float>(25, 1.0F), {1, 2, 3, 4, 5});
+    record.outChannels = 5;
+    record.heightStride = 0;
+    load(record);
+    framesAfter({1, 17, 1}, std::vector<float>(17, 1.0F));
+    EXPECT_EQ(recorder_.shapes.back(), (Shape{1, 0, 5}));
 }
 
 TEST_F(TransposedConvLayerTest, ChannelsAreMixedByRowsOfInputWeights) {

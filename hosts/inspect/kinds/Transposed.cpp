@@ -70,7 +70,7 @@ Flow followTransposed(const LayerRecord& record, const std::vector<Frames>& inpu
         if (!isDepthwise(kernel, record) && channels > 0 && hasColumnsFor(in.height) &&
             columns <= mostColumnValues) {
             flow.outputValues += columns;
-            const bool isAlone = channels == kernel.outChannels && channels * heightStride > 1;
+            const bool isAlone = channels == outChannels && channels * heightStride > 1;
             const std::int64_t planes =
                 isAlone ? product({kernel.frames, heightStride, channels, in.height}) : 0;
             flow.outputValues += planes <= mostColumnValues ? planes : 0;

@@ -75,7 +75,8 @@ struct ColumnProducts {
     const float* weights;
     std::int64_t tapStride;
     std::int64_t weightStride;
-    /// One pointer a channel, to its first bin. Either may be the other.
+    /// One pointer a channel, to its first bin. A channel's sums may be its out; nothing else may
+    /// overlap. Those of channels that are started are not read.
     const float* const* sums;
     float* const* out;
     std::int64_t outStride;

@@ -58,11 +58,12 @@ void ColumnSums<T>::Start(std::int32_t height) {
         !columns_.Resize(height, sizes_.inChannels, sizes_.heightStride)) {
         return;
     }
+    entered_ = enteredBins(reach_);
+    SetProducts();
+    // Last: with sums it counts as started.
     sums_.Resize({static_cast<std::int32_t>(HistoryLength()), channels_, outHeight});
     // Touches the block's pages now, as the ring does, and not in the frames to come.
     sums_.Zero();
-    entered_ = enteredBins(reach_);
-    SetProducts();
     Reset();
 }
 
@@ -102,7 +103,7 @@ bool ColumnSums<T>::Accepts(std::int64_t index) {
 template <class T>
 void ColumnSums<T>::AddFrame(const T* frame, T* out) {
     FindRows();
-    if (nextFrame_ < timeDilation_) {
+    if (sizes_.frames > 1 && nextFrame_ < timeDilation_) {
         AddSilence();
     }
     // The newest tap is the last that an output frame was waiting for. A channel that is alone has

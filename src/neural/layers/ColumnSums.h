@@ -17,14 +17,21 @@ namespace vorun {
  * A convolution's last output channels, if there are few of them, with bins side by side in a
  * register.
  *
- * A frame is turned round once, when it comes, and added to every output frame that it reaches:
- * with its oldest tap to the one furthest ahead, which begins with the bias. So each sum grows in
- * the order of the kernel's taps, and what waits is a row of sums for each frame of the history.
+ * A frame is turned round when it comes, unless it is one column already, and added to every output
+ * frame that it reaches: with its oldest tap to the one furthest ahead, which begins with the bias.
+ * So each sum grows in the order of the kernel's taps, and what waits is a row of sums for each
+ * frame of the history.
  */
 template <class T>
 class ColumnSums {
   public:
     ColumnSums() = default;
+    // It points into itself.
+    ColumnSums(const ColumnSums&) = delete;
+    ColumnSums& operator=(const ColumnSums&) = delete;
+    ColumnSums(ColumnSums&&) noexcept = default;
+    ColumnSums& operator=(ColumnSums&&) noexcept = default;
+    ~ColumnSums() = default;
     /** As ConvKernel has them, with some weights. */
     ColumnSums(const Tensor<T>& weights, const Tensor<T>& bias, const ConvSizes& sizes,
                std::int32_t timeDilation);
@@ -57,8 +64,7 @@ class ColumnSums {
     std::int64_t HistoryLength() const {
         return (std::int64_t{sizes_.frames} - 1) * timeDilation_ + 1;
     }
-    /** Weights of some taps, and the rows of sums that they add to: one for each tap and channel.
-     */
+    /** Some taps' weights, and the rows of sums that they add to: one for each tap and channel. */
     struct Part {
         const T* columns;
         std::int64_t firstWeight;

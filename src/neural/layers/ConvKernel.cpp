@@ -35,8 +35,7 @@ void ConvKernel<T>::Convolve(const Plane& plane) {
 /** Channels whose sums take several bins of a row at once. */
 template <class T>
 std::int32_t ConvKernel<T>::ChannelsByRow(const Plane& plane) const {
-    const bool areColumns = weights_.volume() > 0 && RowSums<T>::suit(sizes_) &&
-                            plane.rowChannels == 1 && !plane.depthwise;
+    const bool areColumns = plane.rowChannels == 1 && !plane.depthwise;
     return areColumns ? rowSums_.ChannelsOf(plane.height) : 0;
 }
 

@@ -16,7 +16,8 @@ namespace vorun {
  *
  * Each output bin and channel is summed over the time taps, then over the bins of the kernel that
  * lie inside the input, then over the input channels. Bins whose kernel lies inside as a whole go
- * together, with those beside them that lack one end of it.
+ * together, with those beside them that lack one end of it. Where rows have one channel, RowSums
+ * takes the last output channels.
  */
 template <class T>
 class ConvKernel {
@@ -26,7 +27,7 @@ class ConvKernel {
         std::int32_t height;
         std::int32_t rowChannels;
         bool depthwise;
-        /** Output channels to sum, the first ones. */
+        /** Output channels to sum, the first ones; all of them for kernels that RowSums suit. */
         std::int32_t channels;
         /** Bins of outChannels values. */
         T* out;

@@ -178,7 +178,7 @@ bool ConvLayer<T>::ConvolveFrame(const Tensor<T>& input, std::int32_t frame) {
     const bool byColumn = columnSums_.Accepts(frameCounter_);
     if (!isSwallowed) {
         PrepareOutput(input.dim(2));
-        SumByRow(IsDepthwise(input.dim(2)));
+        SumOverRing(IsDepthwise(input.dim(2)));
     }
     if (byColumn) {
         const std::int64_t volume = std::int64_t{input.dim(1)} * input.dim(2);
@@ -203,7 +203,7 @@ void ConvLayer<T>::PrepareOutput(std::int32_t channels) {
 
 /** The channels that meet the rows of the ring; the others may hold anything afterwards. */
 template <class T>
-void ConvLayer<T>::SumByRow(bool isDepthwise) {
+void ConvLayer<T>::SumOverRing(bool isDepthwise) {
     const std::int32_t channels = kernelOutChannels_ - columnSums_.channels();
     if (output_.volume() > 0 && channels > 0) {
         SetRows();

@@ -64,7 +64,7 @@ class ConvLayer : public BaseLayer<T> {
     bool ConvolveFrame(const Tensor<T>& input, std::int32_t frame);
     bool IsSwallowed() const;
     void PrepareOutput(std::int32_t channels);
-    void SumByRow(bool isDepthwise);
+    void SumOverRing(bool isDepthwise);
     void CheckChannels(bool isDepthwise) const;
     void SetRows();
 

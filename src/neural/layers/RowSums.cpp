@@ -40,8 +40,8 @@ template <class T>
 void RowSums<T>::Prepare(std::int32_t height) {
     const auto channels = static_cast<std::int32_t>(out_.size());
     sums_.Resize({channels, height});
-    reach_ = {sizes_.height, 1, height};
-    entered_ = enteredBins(reach_);
+    const ConvReach reach{sizes_.height, 1, height};
+    entered_ = enteredBins(reach);
     T* sums = sums_.data();
     for (T*& row : out_) {
         row = sums;
@@ -65,6 +65,8 @@ void RowSums<T>::Prepare(std::int32_t height) {
     products_.bins = height;
     products_.channels = channels;
     products_.started = channels;
+    // Last: what was refused on the way is tried again with the next frame.
+    reach_ = reach;
 }
 
 template class RowSums<float>;

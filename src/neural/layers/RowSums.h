@@ -28,6 +28,12 @@ class RowSums {
     }
 
     RowSums() = default;
+    // It points into itself.
+    RowSums(const RowSums&) = delete;
+    RowSums& operator=(const RowSums&) = delete;
+    RowSums(RowSums&&) noexcept = default;
+    RowSums& operator=(RowSums&&) noexcept = default;
+    ~RowSums() = default;
     /** `weights` has some values, `bias` outChannels or none. */
     RowSums(const Tensor<T>& weights, const Tensor<T>& bias, const ConvSizes& sizes);
 

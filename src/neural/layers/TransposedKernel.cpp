@@ -8,6 +8,7 @@
 #include "neural/layers/FloorDivide.h"
 
 namespace vorun {
+
 template <class T>
 TransposedKernel<T>::TransposedKernel(const Tensor<T>& weights, const Sizes& sizes)
     : sizes_(sizes) {
@@ -65,7 +66,7 @@ void TransposedKernel<T>::AddFrame(const T* frame, std::int32_t height, const Ro
         }
     }
     if (byColumn) {
-        const bool hasPlanes = planes_.volume() > 0 && rows.channels == narrowChannels_;
+        const bool hasPlanes = planes_.volume() > 0;
         const T* const columns = columns_.Turn(frame);
         if (hasPlanes) {
             SplitRows(rows);
@@ -85,18 +86,23 @@ bool TransposedKernel<T>::PrepareColumns(std::int32_t height, const Rows& rows) 
     }
     if (columnHeight_ == 0 && columns_.Resize(height, sizes_.inChannels, 1)) {
         columnHeight_ = height;
-        PreparePlanes(height);
+        PreparePlanes(height, rows);
     }
     // Rows that overlap take one tap after the other.
     return height == columnHeight_ && rows.areApart;
 }
 
-/** One plane is a row as it stands; and only rows without other channels go through planes. */
+/**
+ * One plane is a row as it stands; and only rows without other channels go through planes. A stride
+ * of 0 in the file leaves rows without bins.
+ */
 template <class T>
-void TransposedKernel<T>::PreparePlanes(std::int32_t height) {
+void TransposedKernel<T>::PreparePlanes(std::int32_t height, const Rows& rows) {
     const std::int64_t planes = PlanesOfRow();
     const std::int64_t count = planes * sizes_.frames;
-    if (wideChannels_ == 0 && planes > 1 && count <= TensorData<T>::largestCapacity / height) {
+    const bool areRows = rows.channels == narrowChannels_ &&
+                         rows.height == std::int64_t{height} * sizes_.heightStride;
+    if (areRows && planes > 1 && count <= TensorData<T>::largestCapacity / height) {
         planes_.Resize({static_cast<std::int32_t>(count), height});
     }
 }
@@ -136,7 +142,8 @@ IndexRange TransposedKernel<T>::OutputsOfPhase(std::int32_t phase, std::int32_t 
                      floorDivide(outHeight - 1 - start, stride) + 1)};
 }
 
-/** Outputs at both ends meet fewer input bins than there are bins of the kernel; the others go
+/**
+ * Outputs at both ends meet fewer input bins than there are bins of the kernel; the others go
  * together.
  */
 template <class T>

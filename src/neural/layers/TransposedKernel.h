@@ -116,7 +116,7 @@ class TransposedKernel {
                         Body body) const;
     void AddByChannel(const T* frame, std::int32_t height, const Rows& rows, std::int32_t tap,
                       const Part& part) const;
-    void PreparePlanes(std::int32_t height);
+    void PreparePlanes(std::int32_t height, const Rows& rows);
     void SplitRows(const Rows& rows);
     void JoinRows(const Rows& rows) const;
     void FindColumns(const Rows& rows, std::int64_t outBin);
