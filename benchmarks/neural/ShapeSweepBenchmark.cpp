@@ -2,15 +2,14 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <utility>
 #include <vector>
 
 #include "BenchmarkModel.h"
 #include "support/PairedTimes.h"
 
 // What a multiply-add costs in a convolution of any number of channels, in turns with one of the
-// same form that is wide: no count of channels may fall off a cliff. The layer alone, since what
-// the two ends of a model take is the same for all of them.
+// same form that is wide: no count of channels may fall off a cliff. The layer alone: the two ends
+// of a model copy results, which says nothing about it.
 
 namespace vorun::benchmarks {
 namespace {

@@ -238,7 +238,7 @@ TEST_P(RunForms, NarrowChannelsOfManyBinsEqualTheChain) {
     for (std::int32_t channels = 1; channels <= 17; ++channels) {
         for (const std::int32_t bins : {4, 7, 8, 15, 16, 17, 31, 33, 100}) {
             // Up to more weights than are repeated.
-            for (const std::int32_t run : {1, 3, 40}) {
+            for (const std::int32_t run : {1, 3, 12, 40, 192, 200}) {
                 const Shape shape{2, run, bins, channels, channels, 0, bins % 3, bins % 2 == 0};
                 const std::int64_t weights = run * (channels + shape.weightGap);
                 Plane fused(shape, run * channels, weights, ++seed);

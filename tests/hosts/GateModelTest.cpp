@@ -1,6 +1,6 @@
 // What the shipped spectral gate does to sound, heard through the exported functions.
 #include <cmath>
-#include <cstdint>
+#include <cstddef>
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>

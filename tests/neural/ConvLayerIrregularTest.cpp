@@ -102,7 +102,7 @@ class IrregularStream {
     ConvRing ring_;
 };
 
-/** All of whose channels are summed with bins side by side. */
+/** All of whose channels, but for whole registers of them, are summed with bins side by side. */
 NaiveConvolution convolution(std::int32_t kernelIn = 3, std::int32_t kernelOut = 5) {
     Dice dice(3);
     NaiveConvolution conv;

@@ -1,3 +1,4 @@
+#include <cstddef>
 #include <cstdint>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -11,7 +12,6 @@
 namespace vorun {
 namespace {
 
-using test::FloatTensor;
 using test::makeTensor;
 using testing::ElementsAre;
 

@@ -150,6 +150,21 @@ TEST_P(TransposedColumns, OtherHeightsThanTheFirst) {
     }
 }
 
+/** Most of a row's values are then met by no bin of the kernel. */
+TEST_P(TransposedColumns, TheLongestStrideLeavesGaps) {
+    for (const std::int32_t kernelHeight : {3, 127, 130}) {
+        TransposedConvRecord record =
+            test::transposedRecord({2, kernelHeight, 3, 2}, Dice(3).values(12 * kernelHeight));
+        record.heightStride = 127;
+        load(record);
+        TransposedRing ring(record);
+        Dice dice(5);
+        for (int i = 0; i < 4; ++i) {
+            expectRing(ring, dice, {1, 17, 2});
+        }
+    }
+}
+
 /** Before the first release, only rows that a tap reaches must hold a frame. */
 TEST_P(TransposedColumns, TallerFramesReachIntoTheNextRows) {
     TransposedConvRecord record = test::transposedRecord({2, 3, 5, 4}, Dice(3).values(120));

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <limits>
+#include <utility>
 
 #include "foundation/vector/CheckedCall.h"
 
@@ -39,9 +40,11 @@ void RowSums<T>::Sum(const std::vector<const T*>& rows, std::int32_t height, T* 
 template <class T>
 void RowSums<T>::Prepare(std::int32_t height) {
     const auto channels = static_cast<std::int32_t>(out_.size());
-    sums_.Resize({channels, height});
     const ConvReach reach{sizes_.height, 1, height};
-    entered_ = enteredBins(reach);
+    // What may be refused comes before anything changes.
+    std::vector<BinRange> entered = enteredBins(reach);
+    sums_.Resize({channels, height});
+    entered_ = std::move(entered);
     T* sums = sums_.data();
     for (T*& row : out_) {
         row = sums;
@@ -65,7 +68,6 @@ void RowSums<T>::Prepare(std::int32_t height) {
     products_.bins = height;
     products_.channels = channels;
     products_.started = channels;
-    // Last: what was refused on the way is tried again with the next frame.
     reach_ = reach;
 }
 

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "foundation/vector/FusedForms.h"
 #include "neural/Tensor.h"
 #include "neural/layers/ColumnChannels.h"
 #include "neural/layers/ConvReach.h"

@@ -242,7 +242,11 @@ void TransposedKernel<T>::AddByColumn(const T* columns, std::int32_t height, con
         if (!outputs.isEmpty()) {
             const std::int64_t outBin =
                 FirstPosition() + phase + outputs.begin * sizes_.heightStride;
-            inPlanes ? FindPlanes(outBin) : FindColumns(rows, outBin);
+            if (inPlanes) {
+                FindPlanes(outBin);
+            } else {
+                FindColumns(rows, outBin);
+            }
             FindEntered(outputs, reach, height);
             ColumnProducts products{};
             const T* const first = columns + outputs.begin - reach;
