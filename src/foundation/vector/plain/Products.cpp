@@ -14,6 +14,18 @@ void startSums(const RunProducts& product) {
     }
 }
 
+/// Element `i` of a run, times its weight for the channel of `out`.
+void addColumn(const ColumnProducts& product, const float* columns, const float* weight,
+               std::int32_t i, float* out) {
+    const std::int32_t place = product.firstColumn + i;
+    const float* const column =
+        columns + place / product.columnCount + place % product.columnCount * product.pitch;
+    const BinRange entered = product.entered[i / product.group];
+    for (std::int64_t b = entered.begin; b < entered.end; ++b) {
+        plain::ippsAddProduct_32f(weight, column + b, out + b * product.outStride, 1);
+    }
+}
+
 }  // namespace
 
 IppStatus addRunProducts(const RunProducts& product) {
@@ -96,14 +108,7 @@ IppStatus addColumnProducts(const ColumnProducts& product) {
         for (std::int64_t t = 0; t < product.taps; ++t) {
             const float* const w = product.weights + t * product.tapStride + c;
             for (std::int32_t i = 0; i < run; ++i) {
-                const std::int32_t place = product.firstColumn + i;
-                const float* const column = product.columns[t] + place / product.columnCount +
-                                            place % product.columnCount * product.pitch;
-                const BinRange entered = product.entered[i / product.group];
-                for (std::int64_t b = entered.begin; b < entered.end; ++b) {
-                    plain::ippsAddProduct_32f(w + i * product.weightStride, column + b,
-                                              out + b * product.outStride, 1);
-                }
+                addColumn(product, product.columns[t], w + i * product.weightStride, i, out);
             }
         }
     }
