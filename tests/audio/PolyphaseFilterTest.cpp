@@ -70,7 +70,9 @@ TEST(PolyphaseFilter, FindsSilenceBeyondTheSamplesThatItIsGiven) {
     std::vector<double> padded = given;
     padded.resize(40, 0.0);
     for (std::int64_t index = 0; index < 20 * 64; ++index) {
-        EXPECT_EQ(filter.tapAt(index, given.data(), 10), filter.tapAt(index, padded.data(), 40));
+        // A sum of fewer products may pair them in another way.
+        EXPECT_NEAR(filter.tapAt(index, given.data(), 10), filter.tapAt(index, padded.data(), 40),
+                    4e-15);
     }
 }
 
