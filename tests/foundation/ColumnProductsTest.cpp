@@ -45,6 +45,7 @@ struct Shape {
     std::int32_t lead = 0;
     std::int32_t trail = 0;
     bool inPlace = true;
+    bool hasLast = false;
 };
 
 /// The arrays of one product between guards, with nothing in the columns that it does not take.
@@ -57,15 +58,30 @@ class Plane {
         const std::int64_t run = std::int64_t{shape.groups} * shape.group;
         weights_.emplace(sizeOf((shape.taps * run - 1) * rowLength + shape.channels), seed % 7);
         start_.emplace(sizeOf(shape.started), seed % 3);
+        last_.emplace(sizeOf(shape.channels), seed % 5);
         fill(*weights_);
         fill(*start_);
+        fill(*last_);
         makeRows(seed);
-        product = {columns_.data(),   pitch_,          weights_->data(),
-                   run * rowLength,   rowLength,       shape.inPlace ? rows_.data() : sums_.data(),
-                   rows_.data(),      shape.outStride, start_->data(),
-                   entered_.data(),   shape.taps,      shape.columnCount,
-                   shape.firstColumn, shape.groups,    shape.group,
-                   shape.bins,        shape.channels,  shape.started};
+        product = {columns_.data(),
+                   pitch_,
+                   weights_->data(),
+                   run * rowLength,
+                   rowLength,
+                   shape.inPlace ? rows_.data() : sums_.data(),
+                   rows_.data(),
+                   shape.outStride,
+                   start_->data(),
+                   entered_.data(),
+                   shape.taps,
+                   shape.columnCount,
+                   shape.firstColumn,
+                   shape.groups,
+                   shape.group,
+                   shape.bins,
+                   shape.channels,
+                   shape.started,
+                   shape.hasLast ? last_->data() : nullptr};
     }
 
     void addOneByOne() {
@@ -75,6 +91,7 @@ class Plane {
                 *sum = channel < start_->size() ? (*start_)[channel]
                                                 : product.sums[channel][bin * shape_.outStride];
                 addToBin(static_cast<std::int64_t>(channel), bin, sum);
+                *sum = shape_.hasLast ? *sum + (*last_)[channel] : *sum;
             }
         }
     }
@@ -83,8 +100,8 @@ class Plane {
     bool isIntact() const {
         const bool areColumns =
             std::all_of(taps_.begin(), taps_.end(), [](const auto& tap) { return tap.isIntact(); });
-        return areColumns && weights_->isIntact() && start_->isIntact() && out_->isIntact() &&
-               before_->isIntact();
+        return areColumns && weights_->isIntact() && start_->isIntact() && last_->isIntact() &&
+               out_->isIntact() && before_->isIntact();
     }
 
     ColumnProducts product{};
@@ -173,6 +190,7 @@ class Plane {
     std::vector<const float*> columns_;
     std::optional<GuardedArray<float>> weights_;
     std::optional<GuardedArray<float>> start_;
+    std::optional<GuardedArray<float>> last_;
     std::optional<GuardedArray<float>> out_;
     std::optional<GuardedArray<float>> before_;
     std::vector<float*> rows_;
@@ -213,9 +231,27 @@ TEST_P(ColumnForms, GroupsEnterTheirBinsAlone) {
                 shape.taps = 1 + trail % 3;
                 shape.started = lead % (shape.channels + 1);
                 shape.inPlace = seed % 2 == 0;
+                shape.hasLast = seed % 3 == 0;
                 expectEqualsTheChain(shape, ++seed);
                 ASSERT_FALSE(HasFatalFailure());
             }
+        }
+    }
+}
+
+/// Both ends of a kernel whose bins reach over a register or less, and planes that the tiles share
+/// in every way.
+TEST_P(ColumnForms, EndsOfAPlaneGoInTilesWithTheOthers) {
+    std::uint32_t seed = 1;
+    for (std::int32_t bins = 2; bins <= 300; bins += bins < 80 ? 1 : 13) {
+        for (const std::int32_t lead : {0, 1, 4}) {
+            Shape shape{1 + bins % 3, 0, 3 + bins % 2, 1 + bins % 3, bins, 1 + (bins + lead) % 6};
+            shape.lead = lead;
+            shape.trail = bins % 4;
+            shape.taps = 1 + bins % 2;
+            shape.started = bins % 5 == 0 ? shape.channels : 0;
+            expectEqualsTheChain(shape, ++seed);
+            ASSERT_FALSE(HasFatalFailure());
         }
     }
 }
@@ -237,6 +273,7 @@ TEST_P(ColumnForms, ProductsEqualTheChainForRandomShapes) {
         shape.lead = roll(0, 1) * roll(0, 50);
         shape.trail = roll(0, 1) * roll(0, 50);
         shape.inPlace = roll(0, 1) == 0;
+        shape.hasLast = roll(0, 1) == 0;
         expectEqualsTheChain(shape, seed);
         ASSERT_FALSE(HasFatalFailure());
     }

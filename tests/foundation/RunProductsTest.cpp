@@ -31,6 +31,7 @@ struct Shape {
     bool hasStart = false;
     std::int32_t lead = 0;
     std::int32_t trail = 0;
+    bool hasLast = false;
 };
 
 /// The arrays of one product, each of exactly the length that the shape reads or writes, between
@@ -43,7 +44,8 @@ class Plane {
           weights_(sizeOf(shape.taps * weightFloats), seed % 16),
           out_(sizeOf((shape.bins - 1) * (shape.channels + shape.gap) + shape.channels),
                seed / 16 % 16),
-          start_(sizeOf(shape.channels), seed % 5) {
+          start_(sizeOf(shape.channels), seed % 5),
+          last_(sizeOf(shape.channels), seed % 7) {
         for (std::int32_t t = 0; t < shape.taps; ++t) {
             const std::int64_t length =
                 (shape.bins - 1) * shape.binStride + runFloats - shape.lead - shape.trail;
@@ -56,18 +58,28 @@ class Plane {
         fill(weights_);
         fill(out_);
         fill(start_);
-        product = {pointers_.data(), weights_.data(),
-                   weightFloats,     shape.channels + shape.weightGap,
-                   shape.binStride,  shape.channels + shape.gap,
-                   out_.data(),      shape.hasStart ? start_.data() : nullptr,
-                   shape.taps,       shape.run,
-                   shape.bins,       shape.channels,
-                   shape.lead,       shape.trail};
+        fill(last_);
+        product = {pointers_.data(),
+                   weights_.data(),
+                   weightFloats,
+                   shape.channels + shape.weightGap,
+                   shape.binStride,
+                   shape.channels + shape.gap,
+                   out_.data(),
+                   shape.hasStart ? start_.data() : nullptr,
+                   shape.taps,
+                   shape.run,
+                   shape.bins,
+                   shape.channels,
+                   shape.lead,
+                   shape.trail,
+                   shape.hasLast ? last_.data() : nullptr};
     }
 
     std::vector<float> output() { return {out_.begin(), out_.end()}; }
     bool isIntact() {
-        bool intact = weights_.isIntact() && out_.isIntact() && start_.isIntact();
+        bool intact =
+            weights_.isIntact() && out_.isIntact() && start_.isIntact() && last_.isIntact();
         for (GuardedArray<float>& row : rows_) {
             intact = intact && row.isIntact();
         }
@@ -90,11 +102,19 @@ class Plane {
     GuardedArray<float> weights_;
     GuardedArray<float> out_;
     GuardedArray<float> start_;
+    GuardedArray<float> last_;
 };
 
 void startBinByBin(const RunProducts& p) {
     for (std::int64_t b = 0; p.start != nullptr && b < p.bins; ++b) {
         std::copy_n(p.start, p.channels, p.out + b * p.outStride);
+    }
+}
+
+void endBinByBin(const RunProducts& p) {
+    for (std::int64_t b = 0; p.last != nullptr && b < p.bins; ++b) {
+        float* const out = p.out + b * p.outStride;
+        ippsAdd_32f(p.last, out, out, p.channels);
     }
 }
 
@@ -113,6 +133,7 @@ void addRunsOneByOne(const RunProducts& p) {
             }
         }
     }
+    endBinByBin(p);
 }
 
 void addChannelsOneByOne(const ChannelProducts& p) {
@@ -126,6 +147,7 @@ void addChannelsOneByOne(const ChannelProducts& p) {
             }
         }
     }
+    endBinByBin(p);
 }
 
 void expectRunsEqualTheChain(const Shape& shape, std::uint32_t seed) {
@@ -177,6 +199,20 @@ TEST_P(RunForms, RunsMayBeginFromARow) {
     }
 }
 
+TEST_P(RunForms, ARowMayEndTheSums) {
+    std::uint32_t seed = 1;
+    for (std::int32_t bins = 1; bins <= 30; ++bins) {
+        for (const std::int32_t channels : {1, 3, 4, 7, 8, 15, 16, 17, 31, 32, 33, 64, 65}) {
+            Shape shape{2, 3, bins, channels, 2, bins % 3, channels % 2, bins % 2 == 0};
+            shape.lead = bins % 5 == 0 ? 1 : 0;
+            shape.trail = bins > 1 && bins % 4 == 0 ? 2 : 0;
+            shape.hasLast = true;
+            expectRunsEqualTheChain(shape, ++seed);
+            ASSERT_FALSE(HasFatalFailure());
+        }
+    }
+}
+
 TEST_P(RunForms, FirstAndLastRunsMayBeShorter) {
     std::mt19937 engine(9);
     const auto roll = [&](std::int32_t low, std::int32_t high) {
@@ -217,9 +253,9 @@ TEST_P(RunForms, ChannelsEqualTheChain) {
     std::uint32_t seed = 1;
     for (std::int32_t bins = 1; bins <= 13; ++bins) {
         for (std::int32_t channels = 1; channels <= 40; ++channels) {
-            const Shape shape{2,        1 + channels % 4,          bins,
-                              channels, channels * (1 + bins % 2), 1,
-                              bins % 4, channels % 3 == 0};
+            const Shape shape{
+                2,        1 + channels % 4,  bins, channels, channels * (1 + bins % 2), 1,
+                bins % 4, channels % 3 == 0, 0,    0,        channels % 5 < 2};
             const std::int64_t floats = std::int64_t{shape.run} * channels;
             const std::int64_t weights = shape.run * (channels + shape.weightGap);
             Plane fused(shape, floats, weights, ++seed);
@@ -239,7 +275,8 @@ TEST_P(RunForms, NarrowChannelsOfManyBinsEqualTheChain) {
         for (const std::int32_t bins : {4, 7, 8, 15, 16, 17, 31, 33, 100}) {
             // Up to more weights than are repeated.
             for (const std::int32_t run : {1, 3, 12, 40, 192, 200}) {
-                const Shape shape{2, run, bins, channels, channels, 0, bins % 3, bins % 2 == 0};
+                Shape shape{2, run, bins, channels, channels, 0, bins % 3, bins % 2 == 0};
+                shape.hasLast = seed % 2 == 0;
                 const std::int64_t weights = run * (channels + shape.weightGap);
                 Plane fused(shape, run * channels, weights, ++seed);
                 Plane chain(shape, run * channels, weights, seed);

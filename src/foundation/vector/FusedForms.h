@@ -17,9 +17,10 @@ namespace vorun {
 ///   out[b * outStride + c] +=
 ///       rows[t][b * binStride + i] * weights[t * tapStride + i * weightStride + c]
 ///
-/// With a `start`, sums begin at start[c] and not at what stands in `out`. The first bin goes
-/// without the first `lead` elements of each run, the last one without the last `trail`; with a
-/// lead, `rows` point to the first element that enters.
+/// With a `start`, sums begin at start[c] and not at what stands in `out`; with a `last`, last[c]
+/// is added to each at the end. The first bin goes without the first `lead` elements of each run,
+/// the last one without the last `trail`; with a lead, `rows` point to the first element that
+/// enters.
 ///
 /// Strides count floats. No array needs an alignment, and `out` overlaps no other array.
 struct RunProducts {
@@ -41,6 +42,8 @@ struct RunProducts {
     /// Below `run`. One bin has not both; the lead of several is at most binStride.
     std::int32_t lead;
     std::int32_t trail;
+    /// `channels` floats, or null.
+    const float* last;
 };
 
 /// The same channel by channel, where all runs are whole:
@@ -64,7 +67,8 @@ struct BinRange {
 ///   out[c][b * outStride] = sums[c][b * outStride] + columns[t][k * pitch + b + shift] *
 ///                                                    weights[t * tapStride + i * weightStride + c]
 ///
-/// and so on. The sums of the first `started` channels begin at start[c] instead.
+/// and so on. The sums of the first `started` channels begin at start[c] instead. With a `last`,
+/// last[c] is added to each sum at the end.
 ///
 /// A run has `groups` groups of `group` elements, and group g enters the bins of entered[g] alone.
 /// The columns are not read for others, and their pointers may well lie before the first float.
@@ -93,6 +97,8 @@ struct ColumnProducts {
     std::int32_t channels;
     /// At most `channels`.
     std::int32_t started;
+    /// `channels` floats, or null.
+    const float* last;
 };
 
 /// Activations in one pass, each the chain that its layer states; pDst may be pSrc.

@@ -14,6 +14,13 @@ void startSums(const RunProducts& product) {
     }
 }
 
+void addLast(const RunProducts& product) {
+    for (std::int64_t b = 0; product.last != nullptr && b < product.bins; ++b) {
+        float* const out = product.out + b * product.outStride;
+        plain::ippsAdd_32f(product.last, out, out, product.channels);
+    }
+}
+
 /// Element `i` of a run, times its weight for the channel of `out`.
 void addColumn(const ColumnProducts& product, const float* columns, const float* weight,
                std::int32_t i, float* out) {
@@ -43,6 +50,7 @@ IppStatus addRunProducts(const RunProducts& product) {
             }
         }
     }
+    addLast(product);
     return ippStsNoErr;
 }
 
@@ -93,6 +101,7 @@ IppStatus addChannelProducts(const ChannelProducts& product) {
             }
         }
     }
+    addLast(product);
     return ippStsNoErr;
 }
 
@@ -110,6 +119,9 @@ IppStatus addColumnProducts(const ColumnProducts& product) {
             for (std::int32_t i = 0; i < run; ++i) {
                 addColumn(product, product.columns[t], w + i * product.weightStride, i, out);
             }
+        }
+        for (std::int64_t b = 0; product.last != nullptr && b < product.bins; ++b) {
+            out[b * product.outStride] += product.last[c];
         }
     }
     return ippStsNoErr;
