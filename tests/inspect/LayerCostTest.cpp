@@ -168,30 +168,64 @@ TEST(LayerCost, TransposedConvolutionGivesMoreFramesAndBins) {
     record.heightStride = 2;
     const Flow flow = flowOf(ModelWriter(headerOf(3, 2)).addTransposedConv("t", "input", record));
     expectShape(flow, 6, 5, {2, 1});
-    // 10 taps inside. A ring of 3 frames and one that waits; the output and the copied input.
-    expectFigures(flow, 10 * 3 * 5 * 2, (3 + 1) * 30, 30 + 6);
+    // 10 taps inside. A ring of 3 frames and one that waits, and the 2 inputs that reach an output.
+    expectFigures(flow, 10 * 3 * 5 * 2, (3 + 1) * 30 + 2 * 6, 30);
     // The kernel a second time, arranged for the output bins.
     EXPECT_EQ(flow.arrangedValues, 3 * 4 * 5 * 2);
 }
 
 TEST(LayerCost, TransposedConvolutionOfManyBinsTurnsItsFrameRound) {
-    TransposedConvRecord record = transposedOf({3, 4, 2, 4}, 2);
+    TransposedConvRecord record = transposedOf({3, 4, 2, 17}, 2);
     record.heightStride = 2;
-    const Flow flow = flowOf(ModelWriter(headerOf(16, 4)).addTransposedConv("t", "input", record));
-    // The output, the copied input and the same as columns; and 3 rows as planes.
-    EXPECT_EQ(flow.outputValues, 32 * 2 + 16 * 4 + 4 * 16 + 3 * 32 * 2);
-    EXPECT_EQ(flow.arrangedValues, 3 * 4 * 2 * 4);
+    const Flow flow = flowOf(ModelWriter(headerOf(16, 17)).addTransposedConv("t", "input", record));
+    // The output, the input as columns, and 3 rows as planes.
+    EXPECT_EQ(flow.outputValues, 32 * 2 + 17 * 16 + 3 * 32 * 2);
+    EXPECT_EQ(flow.historyValues, 3 * 32 * 2);
+    EXPECT_EQ(flow.arrangedValues, 3 * 4 * 2 * 17);
     EXPECT_EQ(flow.waitingSums, 0);
 }
 
 TEST(LayerCost, ARowOfOneValueABinOrOfOtherChannelsHasNoPlanes) {
     const auto outputOf = [](std::int16_t channels) {
-        const TransposedConvRecord record = transposedOf({3, 4, channels, 4}, channels);
-        return flowOf(ModelWriter(headerOf(16, 4)).addTransposedConv("t", "input", record))
+        const TransposedConvRecord record = transposedOf({3, 4, channels, 20}, channels);
+        return flowOf(ModelWriter(headerOf(16, 20)).addTransposedConv("t", "input", record))
             .outputValues;
     };
-    EXPECT_EQ(outputOf(1), 16 * 1 + 16 * 4 + 4 * 16);
-    EXPECT_EQ(outputOf(17), 16 * 17 + 16 * 4 + 4 * 16);
+    EXPECT_EQ(outputOf(1), 16 * 1 + 20 * 16);
+    EXPECT_EQ(outputOf(17), 16 * 17 + 20 * 16);
+}
+
+TEST(LayerCost, TransposedConvolutionOfFewChannelsRemembersItsInput) {
+    struct Case {
+        std::int16_t height;
+        std::int8_t in;
+        std::int32_t out;
+        /** Copies of each input frame, and channels of the output that are summed by column. */
+        int copies;
+        int byColumn;
+    };
+    for (const Case& expected :
+         {Case{16, 1, 1, 1, 1}, Case{16, 1, 18, 1, 2}, Case{16, 3, 2, 1, 2}, Case{16, 3, 18, 2, 2},
+          Case{16, 3, 16, 1, 0}, Case{16, 16, 12, 1, 12}, Case{15, 3, 2, 1, 0}}) {
+        TransposedConvRecord record = transposedOf({5, 3, expected.out, expected.in},
+                                                   static_cast<std::int16_t>(expected.out));
+        record.heightStride = 2;
+        record.timeStride = 2;
+        const Flow flow = flowOf(ModelWriter(headerOf(expected.height, expected.in))
+                                     .addTransposedConv("t", "input", record));
+        const std::int64_t row = std::int64_t{2} * expected.height * expected.out;
+        // A ring of 5 and one that waits; three input frames reach an output.
+        EXPECT_EQ(flow.historyValues,
+                  6 * row + 3 * expected.copies * expected.height * expected.in);
+        EXPECT_EQ(flow.outputValues, row + 2 * expected.height * expected.byColumn);
+    }
+}
+
+TEST(LayerCost, TransposedConvolutionThatLeavesChannelsOutRemembersNothing) {
+    const TransposedConvRecord record = transposedOf({3, 4, 2, 4}, 3);
+    const Flow flow = flowOf(ModelWriter(headerOf(8, 4)).addTransposedConv("t", "input", record));
+    EXPECT_EQ(flow.historyValues, 3 * 8 * 3);
+    EXPECT_EQ(flow.outputValues, 8 * 3);
 }
 
 TEST(LayerCost, TransposedConvolutionOfLongStridesHasALongRing) {
@@ -199,14 +233,15 @@ TEST(LayerCost, TransposedConvolutionOfLongStridesHasALongRing) {
     record.timeStride = 4;
     const Flow flow = flowOf(ModelWriter(headerOf(3, 1)).addTransposedConv("t", "input", record));
     expectShape(flow, 3, 1, {4, 1});
-    expectFigures(flow, 3, (4 + 3) * 3, 3 + 3);
+    expectFigures(flow, 3, (4 + 3) * 3, 3);
 }
 
 TEST(LayerCost, DepthwiseTransposedConvolutionKeepsChannelsApart) {
     const Flow flow = flowOf(
         ModelWriter(headerOf(3, 2)).addTransposedConv("t", "input", transposedOf({2, 1, 1, 2}, 2)));
     expectShape(flow, 3, 2, {1, 1});
-    expectFigures(flow, 3 * 2 * 2, 2 * 6, 12);
+    // Both the ring and the frames that reach an output.
+    expectFigures(flow, 3 * 2 * 2, 2 * 6 + 2 * 6, 6);
     EXPECT_EQ(flow.remark, "depthwise");
 }
 
@@ -215,7 +250,7 @@ TEST(LayerCost, AHeightStrideOfZeroLeavesNoBins) {
     record.heightStride = 0;
     const Flow flow = flowOf(ModelWriter(headerOf(3, 2)).addTransposedConv("t", "input", record));
     expectShape(flow, 0, 4, {1, 1});
-    expectFigures(flow, 0, 0, 6);
+    expectFigures(flow, 0, 0, 0);
 }
 
 TEST(LayerCost, DenseMixesAllBins) {

@@ -3,10 +3,12 @@
 #include <cmath>
 #include <cstdint>
 #include <gtest/gtest.h>
+#include <limits>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "foundation/FloatBits.h"
 #include "foundation/VectorVariant.h"
 #include "neural/Dice.h"
 #include "neural/TransposedLayerTest.h"
@@ -28,6 +30,19 @@ class TransposedColumns : public TransposedLayerTest, public testing::WithParamI
   protected:
     void SetUp() override { forceIndexOrSkip(GetParam()); }
     void TearDown() override { dispatch::forceIndex(dispatch::undetectedIndex); }
+
+    static FloatTensor randomFrame(Dice& dice, std::int32_t height, std::int32_t channels) {
+        return test::makeTensor({1, height, channels}, dice.values(height * channels));
+    }
+    /** Of all these calls. */
+    std::vector<std::vector<float>> framesAfter(const std::vector<FloatTensor>& stream) {
+        recorder_.values.clear();
+        for (const FloatTensor& frame : stream) {
+            layer().AddTensor(frame, nullptr);
+        }
+        return recorder_.values;
+    }
+    using TransposedLayerTest::framesAfter;
 
     /** One call of random values; what happens must be what the ring says. */
     void expectRing(TransposedRing& ring, Dice& dice, const test::Shape& shape) {
@@ -80,7 +95,7 @@ TransposedConvRecord randomRecord(std::uint32_t seed) {
     TransposedConvRecord record;
     const bool depthwise = dice.roll(0, 5) == 0;
     const std::int32_t in =
-        dice.roll(0, 1) == 0 ? dice.roll(depthwise ? 2 : 1, 5) : dice.roll(4, 24);
+        dice.roll(0, 1) == 0 ? dice.roll(depthwise ? 2 : 1, 5) : dice.roll(4, 40);
     const std::int32_t out = depthwise ? 1 : outChannelsOf(seed, dice);
     record.weights.shape = {dice.roll(1, 4), dice.roll(1, 7), out, in};
     record.weights.values =
@@ -111,6 +126,73 @@ TEST_P(TransposedColumns, AreTheSumsOfTheDefinition) {
         const test::Shape shape = {1, randomHeight(dice), record.weights.shape[3]};
         for (int i = 0; i < 7 && !HasFatalFailure(); ++i) {
             expectRing(ring, dice, shape);
+        }
+    }
+}
+
+/** A frame without bins makes the ring serve from there on, until the next reset. */
+TEST_P(TransposedColumns, GatheredFramesEqualThoseOfTheRing) {
+    for (std::uint32_t seed = 501; seed <= 600 && !HasFatalFailure(); ++seed) {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        TransposedConvRecord record = randomRecord(seed);
+        record.lookahead = 0;
+        load(record);
+        Dice dice(seed);
+        const std::int32_t in = record.weights.shape[3];
+        const FloatTensor first = randomFrame(dice, dice.roll(15, 50), in);
+        FloatTensor silence(first.shape());
+        silence.Zero();
+        std::vector<FloatTensor> stream;
+        for (int i = 0; i < 9; ++i) {
+            stream.push_back(i == 5 ? FloatTensor({1, 0, in})
+                                    : randomFrame(dice, first.dim(1), in));
+        }
+        layer().AddTensor(first, nullptr);
+        layer().AddTensor(FloatTensor({1, 0, in}), nullptr);
+        for (int i = 0; i < 6; ++i) {
+            layer().AddTensor(silence, nullptr);
+        }
+        const auto ofTheRing = framesAfter(stream);
+        layer().ResetState();
+        const auto gathered = framesAfter(stream);
+        ASSERT_EQ(gathered.size(), ofTheRing.size());
+        for (std::size_t i = 0; i < gathered.size(); ++i) {
+            ASSERT_TRUE(sameBits(gathered[i], ofTheRing[i])) << "frame " << i;
+        }
+    }
+}
+
+/** Silence times such a weight would not be a number. */
+TEST_P(TransposedColumns, TapsThatNoFrameHasReachedYetCountForNothing) {
+    constexpr float infinite = std::numeric_limits<float>::infinity();
+    for (const std::int32_t channels : {1, 3, 16, 18}) {
+        std::vector<float> weights(static_cast<std::size_t>(6 * channels), 1.0F);
+        std::fill(weights.begin() + 2 * channels, weights.end(), infinite);
+        load(test::transposedRecord({3, 1, channels, 2}, weights));
+        const auto size = static_cast<std::size_t>(20 * channels);
+        EXPECT_EQ(framesAfter({1, 20, 2}, std::vector<float>(40, 1.0F)),
+                  std::vector(1, std::vector<float>(size, 2.0F)));
+        EXPECT_EQ(framesAfter({1, 20, 2}, std::vector<float>(40, 1.0F)),
+                  std::vector(1, std::vector<float>(size, infinite)));
+    }
+}
+
+/** No bin of a kernel of one bin reaches the odd ones, nor does an infinite weight. */
+TEST_P(TransposedColumns, BinsThatNoKernelBinReachesHoldTheBias) {
+    constexpr float infinite = std::numeric_limits<float>::infinity();
+    for (const std::int32_t channels : {1, 3, 16, 18}) {
+        const auto count = static_cast<std::size_t>(channels);
+        TransposedConvRecord record =
+            test::transposedRecord({1, 1, channels, 1}, std::vector<float>(count, infinite),
+                                   std::vector<float>(count, 0.5F));
+        record.heightStride = 2;
+        load(record);
+        for (int i = 0; i < 2; ++i) {
+            const auto frames = framesAfter({1, 17, 1}, std::vector<float>(17, 1.0F));
+            ASSERT_EQ(frames.size(), 1U);
+            for (std::size_t v = 0; v < 34 * count; ++v) {
+                ASSERT_EQ(frames[0].at(v), v / count % 2 == 0 ? infinite : 0.5F) << v;
+            }
         }
     }
 }

@@ -187,6 +187,27 @@ TEST_F(TransposedDeliveryTest, FrameThatAConsumerThrowsOnIsLostAndTheOthersStay)
     EXPECT_THAT(framesAfter(2), ElementsAre(ElementsAre(2), ElementsAre(20), ElementsAre(200)));
 }
 
+TEST_F(TransposedDeliveryTest, FramesThatAConsumerKeepsKeepTheirValues) {
+    class Keeper : public FloatLayer {
+      public:
+        bool AddTensor(const FloatTensor& input, const FloatLayer* /*source*/) override {
+            kept.push_back(input);
+            return false;
+        }
+        std::vector<FloatTensor> kept;
+    };
+    for (const std::int8_t timeStride : {std::int8_t{1}, std::int8_t{2}}) {
+        Keeper keeper;
+        load(expanding(timeStride));
+        deliverTo({&keeper});
+        feed(1);
+        feed(2);
+        ASSERT_EQ(keeper.kept.size(), 2U * static_cast<std::size_t>(timeStride));
+        EXPECT_EQ(*keeper.kept.front().readData(), 1.0F);
+        EXPECT_EQ(*keeper.kept.back().readData(), timeStride == 1 ? 2.0F : 20.0F);
+    }
+}
+
 TEST_F(TransposedDeliveryTest, WaitingFramesKeepTheirValues) {
     load(expanding(3));
     deliverToOutput();

@@ -28,6 +28,51 @@ bool isDepthwise(const Kernel& kernel, const LayerRecord& record) {
     return kernel.outChannels == 1 && record.outChannels != 1;
 }
 
+/** Whether each output frame is summed at once from the input frames that reach it. */
+bool gathers(const Kernel& kernel, const LayerRecord& record) {
+    constexpr std::int64_t few = 16;
+    const bool depthwise = isDepthwise(kernel, record);
+    const std::int64_t fed = depthwise ? kernel.inChannels : kernel.outChannels;
+    return record.heightStride > 0 && fed == record.outChannels &&
+           kernel.frames >= record.timeStride && (depthwise || kernel.inChannels <= few);
+}
+
+/** What the layer keeps for that: the frames, as they are or turned round, and narrow outputs. */
+void addGathered(const Kernel& kernel, const LayerRecord& record, const Frames& in, Flow& flow) {
+    constexpr std::int64_t endless = std::int64_t{1} << 20;
+    const std::int64_t depth = (kernel.frames - 1) / std::max(record.timeStride, 1) + 1;
+    const std::int64_t frames = product({depth, in.height, kernel.inChannels});
+    if (frames > mostColumnValues) {
+        return;
+    }
+    const std::int64_t channels = isDepthwise(kernel, record) || !hasColumnsFor(in.height)
+                                      ? 0
+                                      : columnChannels(kernel.outChannels, endless);
+    const bool turnsFrames = channels > 0 && kernel.inChannels > 1;
+    const bool sumsByChannel = channels < kernel.outChannels;
+    flow.historyValues += (turnsFrames ? frames : 0) + (!turnsFrames || sumsByChannel ? frames : 0);
+    flow.outputValues += product({record.heightStride, channels, in.height});
+}
+
+/** What it keeps to sum the last channels of the open output frames by column. */
+void addColumns(const Kernel& kernel, const LayerRecord& record, const Frames& in, Flow& flow) {
+    const std::int64_t heightStride = std::max(record.heightStride, 0);
+    const std::int64_t columns = columnValues(in.height, kernel.inChannels, 1);
+    // Of the kernel's bins, one in a stride meets the same output bin.
+    const std::int64_t met = (kernel.height - 1) / std::max<std::int64_t>(heightStride, 1) + 1;
+    const std::int64_t channels =
+        columnChannels(kernel.outChannels, product({met, kernel.inChannels}));
+    if (isDepthwise(kernel, record) || channels == 0 || !hasColumnsFor(in.height) ||
+        columns > mostColumnValues) {
+        return;
+    }
+    flow.outputValues += columns;
+    const bool isAlone = channels == record.outChannels && channels * heightStride > 1;
+    const std::int64_t planes =
+        isAlone ? product({kernel.frames, heightStride, channels, in.height}) : 0;
+    flow.outputValues += planes <= mostColumnValues ? planes : 0;
+}
+
 }  // namespace
 
 void readTransposed(RecordReader& reader, LayerRecord& record) {
@@ -57,23 +102,14 @@ Flow followTransposed(const LayerRecord& record, const std::vector<Frames>& inpu
     const std::int64_t ringFrames = std::max(kernel.frames, timeStride);
     const std::int64_t waitingFrames = timeStride - 1;
     flow.historyValues = product({ringFrames + waitingFrames, flow.output.height, outChannels});
-    flow.outputValues =
-        product({flow.output.height, outChannels}) + product({in.height, kernel.inChannels});
+    flow.outputValues = product({flow.output.height, outChannels});
     if (record.tensors[0].values > 0) {
         flow.arrangedValues =
             product({kernel.frames, kernel.height, kernel.outChannels, kernel.inChannels});
-        const std::int64_t columns = columnValues(in.height, kernel.inChannels, 1);
-        // Of the kernel's bins, one in a stride meets the same output bin.
-        const std::int64_t met = (kernel.height - 1) / std::max<std::int64_t>(heightStride, 1) + 1;
-        const std::int64_t channels =
-            columnChannels(kernel.outChannels, product({met, kernel.inChannels}));
-        if (!isDepthwise(kernel, record) && channels > 0 && hasColumnsFor(in.height) &&
-            columns <= mostColumnValues) {
-            flow.outputValues += columns;
-            const bool isAlone = channels == outChannels && channels * heightStride > 1;
-            const std::int64_t planes =
-                isAlone ? product({kernel.frames, heightStride, channels, in.height}) : 0;
-            flow.outputValues += planes <= mostColumnValues ? planes : 0;
+        if (gathers(kernel, record)) {
+            addGathered(kernel, record, in, flow);
+        } else {
+            addColumns(kernel, record, in, flow);
         }
         const double taps =
             tapsInside({in.height, flow.output.height, kernel.height, heightStride});

@@ -31,10 +31,7 @@ TransposedConvLayer<T>::TransposedConvLayer(LayerMap<T>& layers, ModelReader& re
     CheckSizes();
     ChargeUnbackedSizes(reader);
     if (weights_.volume() > 0) {
-        kernel_ = TransposedKernel<T>(
-            weights_, {kernelFrames_, kernelHeight_, kernelOutChannels_, kernelInChannels_,
-                       std::max(heightStride_, 1), IsDepthwise()});
-        tapRows_.resize(static_cast<std::size_t>(kernelFrames_));
+        ArrangeWeights();
     }
     // A stride of 0 gives frames without bins, which no later layer widens again.
     this->ChangeRates({1.0 * timeStride_, 1.0 * std::max(heightStride_, 1)});
@@ -92,62 +89,111 @@ void TransposedConvLayer<T>::ChargeUnbackedSizes(ModelReader& reader) const {
 }
 
 template <class T>
+void TransposedConvLayer<T>::ArrangeWeights() {
+    const TransposedSizes sizes{kernelFrames_,
+                                kernelHeight_,
+                                kernelOutChannels_,
+                                kernelInChannels_,
+                                std::max(heightStride_, 1),
+                                IsDepthwise()};
+    const bool gathers =
+        heightStride_ > 0 && TransposedGather<T>::suits(sizes, timeStride_, outChannels_);
+    constexpr std::int32_t anyHeight = std::numeric_limits<std::int32_t>::max();
+    const TransposedWeights<T> arranged(
+        weights_, sizes,
+        gathers ? TransposedGather<T>::narrowChannels(sizes)
+                : TransposedKernel<T>::narrowChannels(sizes, anyHeight));
+    if (gathers) {
+        gather_ = TransposedGather<T>(arranged, bias_, sizes, timeStride_);
+    }
+    // Beside the other one, the ring serves irregular streams alone.
+    kernel_ = TransposedKernel<T>(arranged, sizes, !gathers);
+    tapRows_.resize(static_cast<std::size_t>(kernelFrames_));
+}
+
+template <class T>
 bool TransposedConvLayer<T>::AddTensor(const Tensor<T>& input, const BaseLayer<T>* /*source*/) {
     const std::int32_t frames = input.dim(0);
-    frame_.Resize({1, input.dim(1), kernelInChannels_});
-    frame_.MakeUnique();
     bool reachedOutput = false;
     for (std::int32_t i = 0; i < frames; ++i) {
-        StoreFrame(input, i);
-        reachedOutput = ScatterFrame() || reachedOutput;
+        reachedOutput = ScatterFrame(FrameOf(input, i), input.dim(1)) || reachedOutput;
     }
     return reachedOutput;
 }
 
+/** Values are taken as kernelInChannels to a bin, whatever the shape says. */
 template <class T>
-void TransposedConvLayer<T>::StoreFrame(const Tensor<T>& input, std::int32_t frame) {
-    const std::int32_t count = frame_.volume();
-    const std::int64_t offset = std::int64_t{frame} * count;
-    require(offset + count <= input.volume() || count == 0,
+const T* TransposedConvLayer<T>::FrameOf(const Tensor<T>& input, std::int32_t frame) const {
+    const std::int64_t volume = std::int64_t{input.dim(1)} * kernelInChannels_;
+    const std::int64_t offset = frame * volume;
+    require(offset + volume <= input.volume() || volume == 0,
             "transposed convolution reads beyond its input");
-    if (count > 0) {
-        copySamples<T>(input.readData() + offset, frame_.data(), count);
-    }
+    return volume > 0 ? input.readData() + offset : nullptr;
 }
 
 template <class T>
-bool TransposedConvLayer<T>::ScatterFrame() {
-    const std::int64_t wideHeight = std::int64_t{frame_.dim(1)} * heightStride_;
+bool TransposedConvLayer<T>::ScatterFrame(const T* frame, std::int32_t height) {
+    const std::int64_t wideHeight = std::int64_t{height} * heightStride_;
     const std::int64_t rowLength = wideHeight * outChannels_;
     require(std::max(wideHeight, rowLength) <= std::numeric_limits<std::int32_t>::max(),
             "transposed convolution output is too large");
     const auto outHeight = static_cast<std::int32_t>(wideHeight);
-    PrepareHistory(outHeight);
+    PrepareHistory(height, outHeight);
     RequireInsideRing(rowLength);
-    if (weights_.volume() > 0) {
-        AddFrame(outHeight);
+    if (gather_.isActive() && gather_.height() != height) {
+        ContinueInRing();
     }
-    ReleaseRows(outHeight);
-    EmptyReleasedRows(static_cast<std::int32_t>(rowLength));
+    if (gather_.isActive()) {
+        gather_.SetFrame(frame);
+        ReleaseRows(outHeight);
+        gather_.CompleteFrame();
+    } else {
+        AddFrame(frame, height);
+        ReleaseRows(outHeight);
+        EmptyReleasedRows(static_cast<std::int32_t>(rowLength));
+    }
+    const bool isAlone = IsAlone();
     frameCounter_ += timeStride_;
-    return DeliverPending();
+    return isAlone ? this->PropagateToConsumers(output_, this) : DeliverPending();
+}
+
+/** Puts into the ring what the frames so far would have left there. */
+template <class T>
+void TransposedConvLayer<T>::ContinueInRing() {
+    const std::int32_t height = gather_.height();
+    frame_.Resize({1, height, kernelInChannels_});
+    frame_.MakeUnique();
+    const std::int64_t now = frameCounter_;
+    for (std::int32_t back = gather_.remembered(); back > 0; --back) {
+        frameCounter_ = now - std::int64_t{back} * timeStride_;
+        gather_.CopyRemembered(back, frame_.data());
+        AddFrame(frame_.readData(), height);
+        EmptyReleasedRows(height * heightStride_ * outChannels_);
+    }
+    frameCounter_ = now;
+    gather_.Stop();
 }
 
 /** Tap 0 lands on the earliest output frame that is still open. */
 template <class T>
-void TransposedConvLayer<T>::AddFrame(std::int32_t outHeight) {
+void TransposedConvLayer<T>::AddFrame(const T* frame, std::int32_t height) {
+    if (weights_.volume() == 0) {
+        return;
+    }
     for (std::size_t tap = 0; tap < tapRows_.size(); ++tap) {
         tapRows_[tap] = RingRow(static_cast<std::int64_t>(tap) + frameCounter_);
     }
-    kernel_.AddFrame(frame_.readData(), frame_.dim(1),
+    const std::int32_t outHeight = height * heightStride_;
+    kernel_.AddFrame(frame, height,
                      {tapRows_.data(), outHeight, outChannels_, outHeight <= history_.dim(1)});
 }
 
 template <class T>
-void TransposedConvLayer<T>::PrepareHistory(std::int32_t outHeight) {
+void TransposedConvLayer<T>::PrepareHistory(std::int32_t height, std::int32_t outHeight) {
     if (history_.volume() == 0) {
         history_.Resize({historyLength_, outHeight, outChannels_});
         history_.Zero();
+        gather_.Start(height);
     }
     history_.MakeUnique();
 }
@@ -178,6 +224,12 @@ std::int32_t TransposedConvLayer<T>::ReadyFrames() const {
     return static_cast<std::int32_t>(std::clamp<std::int64_t>(ready, 0, timeStride_));
 }
 
+/** Whether just one frame is to go out, which then needs no queue. */
+template <class T>
+bool TransposedConvLayer<T>::IsAlone() const {
+    return ReadyFrames() == 1 && pending_.empty();
+}
+
 template <class T>
 void TransposedConvLayer<T>::ReleaseRows(std::int32_t outHeight) {
     const std::int32_t ready = ReadyFrames();
@@ -189,15 +241,22 @@ void TransposedConvLayer<T>::ReleaseRows(std::int32_t outHeight) {
         // A frame in the queue shares the block, so that each that follows takes one of its own.
         output_.MakeUnique();
         if (output_.volume() > 0) {
-            CopyWithBias(RingRow(i + frameCounter_), outHeight);
+            WriteOutput(i, outHeight);
         }
-        pending_.Push(output_);
+        if (!IsAlone()) {
+            pending_.Push(output_);
+        }
     }
 }
 
-/** At release, never in the ring: rows that no tap reaches come out with their bias. */
+/** The bias enters here, never in the ring: rows that no tap reaches come out with it. */
 template <class T>
-void TransposedConvLayer<T>::CopyWithBias(const T* row, std::int32_t outHeight) {
+void TransposedConvLayer<T>::WriteOutput(std::int32_t index, std::int32_t outHeight) {
+    if (gather_.isActive()) {
+        gather_.Write(index, output_.data());
+        return;
+    }
+    const T* const row = RingRow(index + frameCounter_);
     if (bias_.volume() == 0) {
         copySamples<T>(row, output_.data(), output_.volume());
         return;
@@ -244,6 +303,7 @@ void TransposedConvLayer<T>::SkipFrame() {
 template <class T>
 void TransposedConvLayer<T>::ResetState() {
     history_.Zero();
+    gather_.Reset();
     pending_.Clear();
     frameCounter_ = 0;
 }

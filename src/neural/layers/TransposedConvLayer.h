@@ -5,6 +5,7 @@
 
 #include "neural/BaseLayer.h"
 #include "neural/FrameQueue.h"
+#include "neural/layers/TransposedGather.h"
 #include "neural/layers/TransposedKernel.h"
 
 namespace vorun {
@@ -57,14 +58,17 @@ class TransposedConvLayer : public BaseLayer<T> {
     void ChargeUnbackedSizes(ModelReader& reader) const;
 
     bool IsDepthwise() const { return kernelOutChannels_ == 1 && outChannels_ != 1; }
-    void StoreFrame(const Tensor<T>& input, std::int32_t frame);
-    bool ScatterFrame();
-    void AddFrame(std::int32_t outHeight);
-    void PrepareHistory(std::int32_t outHeight);
+    void ArrangeWeights();
+    const T* FrameOf(const Tensor<T>& input, std::int32_t frame) const;
+    bool ScatterFrame(const T* frame, std::int32_t height);
+    void ContinueInRing();
+    void AddFrame(const T* frame, std::int32_t height);
+    void PrepareHistory(std::int32_t height, std::int32_t outHeight);
     void RequireInsideRing(std::int64_t rowLength) const;
     std::int32_t ReadyFrames() const;
+    bool IsAlone() const;
     void ReleaseRows(std::int32_t outHeight);
-    void CopyWithBias(const T* row, std::int32_t outHeight);
+    void WriteOutput(std::int32_t index, std::int32_t outHeight);
     void EmptyReleasedRows(std::int32_t rowLength);
     bool DeliverPending();
     T* RingRow(std::int64_t outputFrame);
@@ -83,11 +87,13 @@ class TransposedConvLayer : public BaseLayer<T> {
     /** The weights as the frame path reads them, and the rows that their time taps land on. */
     TransposedKernel<T> kernel_;
     std::vector<T*> tapRows_;
+    /** In place of the ring, where that takes less time. */
+    TransposedGather<T> gather_;
     /** outChannels values, or none. */
     Tensor<T> bias_;
     /** The ring: [historyLength, output height, outChannels]. */
     Tensor<T> history_;
-    /** One input frame: [1, height, kernelInChannels]. */
+    /** An input frame that comes from gather_: [1, height, kernelInChannels]. */
     Tensor<T> frame_;
     Tensor<T> output_;
     /** Frames that are ready but not yet delivered. */
