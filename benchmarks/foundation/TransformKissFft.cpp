@@ -43,7 +43,9 @@ class KissFftTransform : public TransformPeer {
 }  // namespace
 
 TransformPeerKind kissFftTransform() {
-    return {"kissfft", [](std::int32_t order) { return std::make_unique<KissFftTransform>(order); },
+    constexpr std::int32_t largest = 23;
+    return {"kissfft", largest,
+            [](std::int32_t order) { return std::make_unique<KissFftTransform>(order); },
             [](std::int32_t order) -> std::function<void()> {
                 return [order] {
                     planOf(order, false);

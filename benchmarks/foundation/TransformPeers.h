@@ -25,6 +25,8 @@ class TransformPeer {
 
 struct TransformPeerKind {
     std::string name;
+    /** Beyond, there is nothing to learn from it that would be worth the wait. */
+    std::int32_t largestOrder;
     /** With the plans that run fastest, however long they take to find. */
     std::function<std::unique_ptr<TransformPeer>(std::int32_t order)> make;
     /** What makes and drops the plans of both directions that are the quickest to find. */

@@ -168,8 +168,9 @@ TEST(LayerCost, TransposedConvolutionGivesMoreFramesAndBins) {
     record.heightStride = 2;
     const Flow flow = flowOf(ModelWriter(headerOf(3, 2)).addTransposedConv("t", "input", record));
     expectShape(flow, 6, 5, {2, 1});
-    // 10 taps inside. A ring of 3 frames and one that waits, and the 2 inputs that reach an output.
-    expectFigures(flow, 10 * 3 * 5 * 2, (3 + 1) * 30 + 2 * 6, 30);
+    // 10 taps inside. A ring of 3 frames and one that waits, and the 2 inputs that reach an output;
+    // the output, and a place for one input.
+    expectFigures(flow, 10 * 3 * 5 * 2, (3 + 1) * 30 + 2 * 6, 30 + 6);
     // The kernel a second time, arranged for the output bins.
     EXPECT_EQ(flow.arrangedValues, 3 * 4 * 5 * 2);
 }
@@ -217,7 +218,8 @@ TEST(LayerCost, TransposedConvolutionOfFewChannelsRemembersItsInput) {
         // A ring of 5 and one that waits; three input frames reach an output.
         EXPECT_EQ(flow.historyValues,
                   6 * row + 3 * expected.copies * expected.height * expected.in);
-        EXPECT_EQ(flow.outputValues, row + 2 * expected.height * expected.byColumn);
+        EXPECT_EQ(flow.outputValues,
+                  row + 2 * expected.height * expected.byColumn + expected.height * expected.in);
     }
 }
 
@@ -241,7 +243,7 @@ TEST(LayerCost, DepthwiseTransposedConvolutionKeepsChannelsApart) {
         ModelWriter(headerOf(3, 2)).addTransposedConv("t", "input", transposedOf({2, 1, 1, 2}, 2)));
     expectShape(flow, 3, 2, {1, 1});
     // Both the ring and the frames that reach an output.
-    expectFigures(flow, 3 * 2 * 2, 2 * 6 + 2 * 6, 6);
+    expectFigures(flow, 3 * 2 * 2, 2 * 6 + 2 * 6, 6 + 6);
     EXPECT_EQ(flow.remark, "depthwise");
 }
 

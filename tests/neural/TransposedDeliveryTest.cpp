@@ -187,6 +187,41 @@ TEST_F(TransposedDeliveryTest, FrameThatAConsumerThrowsOnIsLostAndTheOthersStay)
     EXPECT_THAT(framesAfter(2), ElementsAre(ElementsAre(2), ElementsAre(20), ElementsAre(200)));
 }
 
+TEST_F(TransposedDeliveryTest, TimeGoesOnAfterALoneFrameThatAConsumerThrowsOn) {
+    load(transposedRecord({2, 1, 1, 1}, {1, 10}));
+    class Thrower : public FloatLayer {
+      public:
+        bool AddTensor(const FloatTensor& /*input*/, const FloatLayer* /*source*/) override {
+            throw std::runtime_error("no");
+        }
+    } thrower;
+    deliverTo({&thrower});
+    EXPECT_THROW(feed(1), std::runtime_error);
+    deliverTo({&recorder_});
+    EXPECT_THAT(framesAfterTick(), IsEmpty());
+    EXPECT_THAT(framesAfter(2), ElementsAre(ElementsAre(12)));
+}
+
+/** What a layer shares with the others of its model. */
+class GraphAccess : public FloatLayer {
+  public:
+    static GraphState& graphOf(FloatLayer& layer) { return *(layer.*&GraphAccess::graph)(); }
+};
+
+/** Time stands still, and the next frame is added to what this one left. */
+TEST_F(TransposedDeliveryTest, FrameThatTheFullListRefusesStaysInTheSums) {
+    TransposedConvRecord record = transposedRecord({3, 1, 1, 1}, {1, 10, 100});
+    record.timeStride = 2;
+    load(record);
+    EXPECT_THAT(framesAfter(1), ElementsAre(ElementsAre(1), ElementsAre(10)));
+    GraphState& graph = GraphAccess::graphOf(layer());
+    graph.addWaiting(GraphState::maxWaitingElements);
+    EXPECT_THROW(feed(2), std::length_error);
+    graph.removeWaiting(GraphState::maxWaitingElements);
+    EXPECT_THAT(framesAfter(3), ElementsAre(ElementsAre(105), ElementsAre(50)));
+    EXPECT_THAT(framesAfter(4), ElementsAre(ElementsAre(504), ElementsAre(40)));
+}
+
 TEST_F(TransposedDeliveryTest, FramesThatAConsumerKeepsKeepTheirValues) {
     class Keeper : public FloatLayer {
       public:
@@ -252,6 +287,31 @@ class TransposedSteadyState : public TransposedLayerTest {
         return TensorData<float>::blocksAllocated() - before;
     }
 };
+
+TEST_F(TransposedSteadyState, FirstFrameOfAnotherHeightCostsNone) {
+    load(transposedRecord({3, 2, 2, 2}, std::vector<float>(24)));
+    layer().AddTensor(countingTensor({1, 20, 2}), nullptr);
+    const FloatTensor lower = countingTensor({1, 19, 2});
+    const std::uint64_t before = TensorData<float>::blocksAllocated();
+    layer().AddTensor(lower, nullptr);
+    EXPECT_EQ(TensorData<float>::blocksAllocated() - before, 0U);
+}
+
+TEST_F(TransposedSteadyState, MemoryIsWhatTheFormOfTheSumsTakes) {
+    const auto valuesOfFirstFrame = [&](std::int32_t in) {
+        load(
+            transposedRecord({3, 2, 2, in}, std::vector<float>(static_cast<std::size_t>(12 * in))));
+        const FloatTensor frame = countingTensor({1, 16, in});
+        const std::uint64_t before = TensorData<float>::bytesAllocated();
+        layer().AddTensor(frame, nullptr);
+        return (TensorData<float>::bytesAllocated() - before) / sizeof(float);
+    };
+    // Three rows of the ring and an output, of two channels: and three input frames turned round,
+    // the outputs before they are, and a place for one input.
+    EXPECT_EQ(valuesOfFirstFrame(16), 4 * 32 + 3 * 16 * 16 + 32 + 16 * 16);
+    // Or an input turned round, and the rows, too.
+    EXPECT_EQ(valuesOfFirstFrame(17), 4 * 32 + 16 * 17 + 3 * 32);
+}
 
 TEST_F(TransposedSteadyState, OnlyFramesThatWaitBehindAnotherCostABlock) {
     EXPECT_EQ(blocksOfAFrameDelivered(1, 1), 0U);

@@ -37,12 +37,16 @@ bool gathers(const Kernel& kernel, const LayerRecord& record) {
            kernel.frames >= record.timeStride && (depthwise || kernel.inChannels <= few);
 }
 
-/** What the layer keeps for that: the frames, as they are or turned round, and narrow outputs. */
+/**
+ * What the layer keeps for that: the frames, as they are or turned round, narrow outputs, and one
+ * frame for an irregular stream.
+ */
 void addGathered(const Kernel& kernel, const LayerRecord& record, const Frames& in, Flow& flow) {
     constexpr std::int64_t endless = std::int64_t{1} << 20;
     const std::int64_t depth = (kernel.frames - 1) / std::max(record.timeStride, 1) + 1;
     const std::int64_t frames = product({depth, in.height, kernel.inChannels});
-    if (frames > mostColumnValues) {
+    constexpr std::int64_t most = std::int64_t{1} << 22;
+    if (frames > most) {
         return;
     }
     const std::int64_t channels = isDepthwise(kernel, record) || !hasColumnsFor(in.height)
@@ -51,7 +55,8 @@ void addGathered(const Kernel& kernel, const LayerRecord& record, const Frames& 
     const bool turnsFrames = channels > 0 && kernel.inChannels > 1;
     const bool sumsByChannel = channels < kernel.outChannels;
     flow.historyValues += (turnsFrames ? frames : 0) + (!turnsFrames || sumsByChannel ? frames : 0);
-    flow.outputValues += product({record.heightStride, channels, in.height});
+    flow.outputValues += product({record.heightStride, channels, in.height}) +
+                         product({in.height, kernel.inChannels});
 }
 
 /** What it keeps to sum the last channels of the open output frames by column. */

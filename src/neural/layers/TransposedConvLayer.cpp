@@ -116,7 +116,7 @@ bool TransposedConvLayer<T>::AddTensor(const Tensor<T>& input, const BaseLayer<T
     const std::int32_t frames = input.dim(0);
     bool reachedOutput = false;
     for (std::int32_t i = 0; i < frames; ++i) {
-        reachedOutput = ScatterFrame(FrameOf(input, i), input.dim(1)) || reachedOutput;
+        reachedOutput = TakeFrame(FrameOf(input, i), input.dim(1)) || reachedOutput;
     }
     return reachedOutput;
 }
@@ -124,6 +124,7 @@ bool TransposedConvLayer<T>::AddTensor(const Tensor<T>& input, const BaseLayer<T
 /** Values are taken as kernelInChannels to a bin, whatever the shape says. */
 template <class T>
 const T* TransposedConvLayer<T>::FrameOf(const Tensor<T>& input, std::int32_t frame) const {
+    require(input.dim(1) >= 0, "transposed convolution of a negative height");
     const std::int64_t volume = std::int64_t{input.dim(1)} * kernelInChannels_;
     const std::int64_t offset = frame * volume;
     require(offset + volume <= input.volume() || volume == 0,
@@ -132,7 +133,7 @@ const T* TransposedConvLayer<T>::FrameOf(const Tensor<T>& input, std::int32_t fr
 }
 
 template <class T>
-bool TransposedConvLayer<T>::ScatterFrame(const T* frame, std::int32_t height) {
+bool TransposedConvLayer<T>::TakeFrame(const T* frame, std::int32_t height) {
     const std::int64_t wideHeight = std::int64_t{height} * heightStride_;
     const std::int64_t rowLength = wideHeight * outChannels_;
     require(std::max(wideHeight, rowLength) <= std::numeric_limits<std::int32_t>::max(),
@@ -144,9 +145,7 @@ bool TransposedConvLayer<T>::ScatterFrame(const T* frame, std::int32_t height) {
         ContinueInRing();
     }
     if (gather_.isActive()) {
-        gather_.SetFrame(frame);
-        ReleaseRows(outHeight);
-        gather_.CompleteFrame();
+        GatherFrame(frame, outHeight);
     } else {
         AddFrame(frame, height);
         ReleaseRows(outHeight);
@@ -157,12 +156,25 @@ bool TransposedConvLayer<T>::ScatterFrame(const T* frame, std::int32_t height) {
     return isAlone ? this->PropagateToConsumers(output_, this) : DeliverPending();
 }
 
+template <class T>
+void TransposedConvLayer<T>::GatherFrame(const T* frame, std::int32_t outHeight) {
+    gather_.SetFrame(frame);
+    try {
+        ReleaseRows(outHeight);
+    } catch (...) {
+        // The ring keeps the sums of a frame that could not be released whole.
+        const std::int32_t height = gather_.height();
+        ContinueInRing();
+        AddFrame(frame, height);
+        throw;
+    }
+    gather_.CompleteFrame();
+}
+
 /** Puts into the ring what the frames so far would have left there. */
 template <class T>
 void TransposedConvLayer<T>::ContinueInRing() {
     const std::int32_t height = gather_.height();
-    frame_.Resize({1, height, kernelInChannels_});
-    frame_.MakeUnique();
     const std::int64_t now = frameCounter_;
     for (std::int32_t back = gather_.remembered(); back > 0; --back) {
         frameCounter_ = now - std::int64_t{back} * timeStride_;
@@ -191,9 +203,12 @@ void TransposedConvLayer<T>::AddFrame(const T* frame, std::int32_t height) {
 template <class T>
 void TransposedConvLayer<T>::PrepareHistory(std::int32_t height, std::int32_t outHeight) {
     if (history_.volume() == 0) {
+        gather_.Start(height);
+        if (gather_.isActive()) {
+            frame_.Resize({1, height, kernelInChannels_});
+        }
         history_.Resize({historyLength_, outHeight, outChannels_});
         history_.Zero();
-        gather_.Start(height);
     }
     history_.MakeUnique();
 }

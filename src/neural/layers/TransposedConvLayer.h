@@ -14,7 +14,12 @@ namespace vorun {
  * The mirror of ConvLayer: each input frame is scattered over the output frames that its kernel
  * reaches. A time stride of n makes n frames of one, a height stride of n makes n bins of one.
  *
- * The sums stand in a ring of historyLength = max(kernelFrames, timeStride) rows, output frame f in
+ * Either a frame is added to the sums of all open output frames, or each output frame is summed at
+ * once from the input frames that reach it, which is faster for few input channels and gives the
+ * same values (TransposedGather). A frame of another height than the first, which may spill into
+ * the sums of others, makes such a layer go on with the sums, until the next reset.
+ *
+ * These stand in a ring of historyLength = max(kernelFrames, timeStride) rows, output frame f in
  * row f modulo historyLength. For kernelFrames 3 and timeStride 2 input frame i adds to the output
  * frames 2i to 2i + 2, after which the first two are complete and leave:
  *
@@ -25,8 +30,8 @@ namespace vorun {
  *
  * A positive lookahead drops that many of the first output frames. Released frames wait in a queue
  * and go out until one of them reaches an output layer; the others go out one with each tick, or
- * with the next frame. An encoder that swallows frames and a decoder that multiplies them so keep
- * the frame rate even.
+ * with the next frame. A frame that is released alone goes out at once. An encoder that swallows
+ * frames and a decoder that multiplies them so keep the frame rate even.
  *
  * A kernel of one output channel in front of several is depthwise: channel c of the output is fed
  * by channel c of the input alone.
@@ -40,8 +45,8 @@ class TransposedConvLayer : public BaseLayer<T> {
     TransposedConvLayer(LayerMap<T>& layers, ModelReader& reader, std::int32_t version);
 
     /**
-     * Queues up to timeStride tensors [1, height * heightStride, outChannels] for each frame, and
-     * delivers. The first frame fixes the height of the ring. Values are read as kernelInChannels
+     * Gives up to timeStride tensors [1, height * heightStride, outChannels] for each frame. The
+     * first frame fixes the height of the ring. Values are read as kernelInChannels
      * to a bin whatever the shape says; throws std::runtime_error where the input ends before.
      */
     bool AddTensor(const Tensor<T>& input, const BaseLayer<T>* source) override;
@@ -60,7 +65,8 @@ class TransposedConvLayer : public BaseLayer<T> {
     bool IsDepthwise() const { return kernelOutChannels_ == 1 && outChannels_ != 1; }
     void ArrangeWeights();
     const T* FrameOf(const Tensor<T>& input, std::int32_t frame) const;
-    bool ScatterFrame(const T* frame, std::int32_t height);
+    bool TakeFrame(const T* frame, std::int32_t height);
+    void GatherFrame(const T* frame, std::int32_t outHeight);
     void ContinueInRing();
     void AddFrame(const T* frame, std::int32_t height);
     void PrepareHistory(std::int32_t height, std::int32_t outHeight);

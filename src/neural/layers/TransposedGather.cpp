@@ -26,8 +26,7 @@ bool TransposedGather<T>::suits(const TransposedSizes& sizes, std::int32_t timeS
                                 std::int32_t outChannels) {
     // With more, reading several frames again costs as much as what it spares.
     constexpr std::int32_t few = 16;
-    const std::int32_t fed = sizes.depthwise ? sizes.inChannels : sizes.outChannels;
-    return fed == outChannels && sizes.frames >= timeStride &&
+    return sizes.fedChannels() == outChannels && sizes.frames >= timeStride &&
            (sizes.depthwise || sizes.inChannels <= few);
 }
 
@@ -44,12 +43,12 @@ TransposedGather<T>::TransposedGather(const TransposedWeights<T>& weights, const
       weights_(weights),
       timeStride_(timeStride),
       depth_((sizes.frames - 1) / timeStride + 1) {
-    const std::int32_t channels = sizes.depthwise ? sizes.inChannels : sizes.outChannels;
-    start_.resize(static_cast<std::size_t>(channels));
-    unreached_ = start_;
+    const std::int32_t channels = sizes.fedChannels();
+    zeros_.resize(static_cast<std::size_t>(channels));
+    unreached_ = zeros_;
     if (bias.volume() > 0) {
         last_.assign(bias.readData(), bias.readData() + channels);
-        std::transform(last_.begin(), last_.end(), start_.begin(), unreached_.begin(),
+        std::transform(last_.begin(), last_.end(), zeros_.begin(), unreached_.begin(),
                        std::plus<T>());
     }
     rows_.resize(static_cast<std::size_t>(depth_));
@@ -58,8 +57,11 @@ TransposedGather<T>::TransposedGather(const TransposedWeights<T>& weights, const
 
 template <class T>
 void TransposedGather<T>::Start(std::int32_t height) {
-    constexpr std::int64_t most = TensorData<T>::largestCapacity;
+    // Far more than any stream needs: a small file must not ask for all memory by a long kernel.
+    constexpr std::int64_t most = std::int64_t{1} << 22;
     const std::int64_t volume = std::int64_t{height} * sizes_.inChannels;
+    isStarted_ = false;
+    isActive_ = false;
     if (depth_ == 0 || volume == 0 || depth_ > most / volume) {
         return;
     }
@@ -81,6 +83,7 @@ void TransposedGather<T>::Start(std::int32_t height) {
 
 template <class T>
 void TransposedGather<T>::StartColumns() {
+    phases_.clear();
     const std::int32_t channels = narrowChannelsOf(sizes_, height_);
     if (channels == 0) {
         return;
@@ -123,7 +126,7 @@ void TransposedGather<T>::PreparePhase(std::int32_t phase, std::int64_t firstWei
     products.weightStride = part.weightStride;
     products.tapStride = -timeStride_ * part.tapStride;
     products.outStride = 1;
-    products.start = start_.data();
+    products.start = zeros_.data();
     products.columnCount = sizes_.inChannels;
     products.groups = reach_.binsOfPhase(phase);
     products.group = sizes_.inChannels;
@@ -213,9 +216,9 @@ void TransposedGather<T>::WriteByChannel(const Taps& taps, T* out) {
     for (std::int32_t i = 0; i < taps.count; ++i) {
         rows_[static_cast<std::size_t>(i)] = frames_.readData() + PlaceOf(taps.count - 1 - i);
     }
-    AddByChannel(taps, weights_.Wide(taps.first), out);
+    AddByChannel(taps, weights_.Wide(taps.ofOldest), out);
     if (!HasColumns()) {
-        AddByChannel(taps, weights_.Narrow(taps.first), out);
+        AddByChannel(taps, weights_.Narrow(taps.ofOldest), out);
     }
 }
 
@@ -225,19 +228,20 @@ void TransposedGather<T>::AddByChannel(const Taps& taps, Part part, T* out) {
     addTransposedRuns<T>(
         sizes_, part,
         {rows_.data(), taps.count, height_, places_.data(), out, outHeight(), outChannels(),
-         start_.data(), last_.empty() ? nullptr : last_.data() + part.firstChannel});
+         zeros_.data(), last_.empty() ? nullptr : last_.data() + part.firstChannel});
 }
 
 template <class T>
 void TransposedGather<T>::WriteByColumn(const Taps& taps, T* out) {
     const T* const columns = TurnsFrames() ? columns_.readData() : frames_.readData();
-    const T* const weights = weights_.Narrow(taps.first).weights;
+    const T* const weights = weights_.Narrow(taps.ofOldest).weights;
     for (std::int32_t i = 0; i < taps.count; ++i) {
         rows_[static_cast<std::size_t>(i)] = columns + PlaceOf(taps.count - 1 - i);
     }
     for (Phase& phase : phases_) {
-        for (std::size_t i = 0; i < rows_.size(); ++i) {
-            places_[i] = rows_[i] + phase.place;
+        for (std::int32_t i = 0; i < taps.count; ++i) {
+            const auto index = static_cast<std::size_t>(i);
+            places_[index] = rows_[index] + phase.place;
         }
         phase.products.taps = taps.count;
         phase.products.weights = weights + phase.firstWeight;

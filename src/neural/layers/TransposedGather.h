@@ -36,11 +36,20 @@ class TransposedGather {
     static std::int32_t narrowChannels(const TransposedSizes& sizes);
 
     TransposedGather() = default;
+    // It points into itself.
+    TransposedGather(const TransposedGather&) = delete;
+    TransposedGather& operator=(const TransposedGather&) = delete;
+    TransposedGather(TransposedGather&&) noexcept = default;
+    TransposedGather& operator=(TransposedGather&&) noexcept = default;
+    ~TransposedGather() = default;
     /** `bias` has as many values as there are output channels, or none. */
     TransposedGather(const TransposedWeights<T>& weights, const Tensor<T>& bias,
                      const TransposedSizes& sizes, std::int32_t timeStride);
 
-    /** For frames of `height` bins after silence; stays inactive without memory for it. */
+    /**
+     * For frames of `height` bins after silence. Stays inactive where they would take too much
+     * memory; throws std::runtime_error where none is left, and may then be called again.
+     */
     void Start(std::int32_t height);
     /** Until the next Start() or Reset(). */
     void Stop() { isActive_ = false; }
@@ -66,9 +75,9 @@ class TransposedGather {
 
   private:
     using Part = typename TransposedWeights<T>::Part;
-    /** Input frames of one output frame, and the first tap that meets them. */
+    /** The tap that meets the oldest input frame of an output frame, and how many there are. */
     struct Taps {
-        std::int32_t first;
+        std::int32_t ofOldest;
         std::int32_t count;
     };
     /** What all frames have in common of a phase's sums by column. */
@@ -120,8 +129,9 @@ class TransposedGather {
     /** An output frame's narrow channels: [heightStride, narrowChannels, height]. */
     Tensor<T> planes_;
     std::vector<Phase> phases_;
-    /** Of each output channel: what sums begin with, and end with if there is a bias. */
-    std::vector<T> start_;
+    /** What the sums of each output channel begin with. */
+    std::vector<T> zeros_;
+    /** The bias, which is added to them last, or nothing. */
     std::vector<T> last_;
     /** What a bin comes to that no bin of the kernel reaches. */
     std::vector<T> unreached_;

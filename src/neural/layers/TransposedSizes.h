@@ -14,6 +14,9 @@ struct TransposedSizes {
     std::int32_t heightStride = 1;
     /** Each output channel is fed by the input channel of the same number alone. */
     bool depthwise = false;
+
+    /** Output channels that the kernel feeds. */
+    std::int32_t fedChannels() const { return depthwise ? inChannels : outChannels; }
 };
 
 }  // namespace vorun

@@ -35,8 +35,6 @@ class TransposedWeights {
     std::int32_t narrowChannels() const { return narrowChannels_; }
     Part Wide(std::int32_t tap) const;
     Part Narrow(std::int32_t tap) const;
-    /** Values of a phase's kernel bin that one register of output channels meets. */
-    std::int64_t ValuesOfBin() const { return sizes_.depthwise ? 1 : sizes_.inChannels; }
 
   private:
     /** Values of one kernel bin. */
