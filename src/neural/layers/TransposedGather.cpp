@@ -62,6 +62,10 @@ void TransposedGather<T>::Start(std::int32_t height) {
     const std::int64_t volume = std::int64_t{height} * sizes_.inChannels;
     isStarted_ = false;
     isActive_ = false;
+    // Which of them hold anything says how frames are summed.
+    frames_ = {};
+    columns_ = {};
+    planes_ = {};
     if (depth_ == 0 || volume == 0 || depth_ > most / volume) {
         return;
     }
