@@ -38,6 +38,13 @@ TransposedConvRecord expanding(std::int8_t timeStride) {
     return record;
 }
 
+class Thrower : public FloatLayer {
+  public:
+    bool AddTensor(const FloatTensor& /*input*/, const FloatLayer* /*source*/) override {
+        throw std::runtime_error("no");
+    }
+};
+
 class TransposedDeliveryTest : public TransposedLayerTest {
   protected:
     bool feed(float value) { return layer().AddTensor(makeTensor({1, 1, 1}, {value}), nullptr); }
@@ -174,12 +181,7 @@ TEST_F(TransposedDeliveryTest, ResultOfACallIsTrueWhenAnyFrameReachesTheOutput) 
 
 TEST_F(TransposedDeliveryTest, FrameThatAConsumerThrowsOnIsLostAndTheOthersStay) {
     load(expanding(3));
-    class Thrower : public FloatLayer {
-      public:
-        bool AddTensor(const FloatTensor& /*input*/, const FloatLayer* /*source*/) override {
-            throw std::runtime_error("no");
-        }
-    } thrower;
+    Thrower thrower;
     deliverTo({&thrower});
     EXPECT_THROW(feed(1), std::runtime_error);
     deliverTo({&recorder_});
@@ -189,12 +191,7 @@ TEST_F(TransposedDeliveryTest, FrameThatAConsumerThrowsOnIsLostAndTheOthersStay)
 
 TEST_F(TransposedDeliveryTest, TimeGoesOnAfterALoneFrameThatAConsumerThrowsOn) {
     load(transposedRecord({2, 1, 1, 1}, {1, 10}));
-    class Thrower : public FloatLayer {
-      public:
-        bool AddTensor(const FloatTensor& /*input*/, const FloatLayer* /*source*/) override {
-            throw std::runtime_error("no");
-        }
-    } thrower;
+    Thrower thrower;
     deliverTo({&thrower});
     EXPECT_THROW(feed(1), std::runtime_error);
     deliverTo({&recorder_});
