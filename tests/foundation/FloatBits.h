@@ -13,7 +13,8 @@ inline std::size_t sizeOf(std::int64_t count) {
 
 /// Whether two rows are the same to the bit, signs of zero and payloads of NaN included.
 inline bool sameBits(const std::vector<float>& a, const std::vector<float>& b) {
-    return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(float)) == 0;
+    return a.size() == b.size() &&
+           (a.empty() || std::memcmp(a.data(), b.data(), a.size() * sizeof(float)) == 0);
 }
 
 }  // namespace vorun
